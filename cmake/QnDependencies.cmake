@@ -1,0 +1,21 @@
+# Every outside library comes from Debian's packages (see scripts/setup-debian).
+find_package(Threads REQUIRED)
+find_package(Boost 1.74 REQUIRED)
+find_package(PkgConfig REQUIRED)
+
+# mbed TLS ships no CMake config on Debian 12.
+find_path(MBEDTLS_INCLUDE_DIR mbedtls/aes.h REQUIRED)
+find_library(MBEDCRYPTO_LIBRARY mbedcrypto REQUIRED)
+add_library(qn_mbedcrypto INTERFACE)
+target_include_directories(qn_mbedcrypto SYSTEM INTERFACE "${MBEDTLS_INCLUDE_DIR}")
+target_link_libraries(qn_mbedcrypto INTERFACE "${MBEDCRYPTO_LIBRARY}")
+
+find_package(nlohmann_json 3.10 REQUIRED)
+
+if(QN_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+endif()
+if(QN_BUILD_BENCH)
+  find_package(benchmark REQUIRED)
+endif()
