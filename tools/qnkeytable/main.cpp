@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "sys/libutils/Block.h"
 #include "sys/libutils/KeyRecord.h"
 #include "sys/libutils/RandomSource.h"
 
