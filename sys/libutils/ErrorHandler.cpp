@@ -42,8 +42,8 @@ void terminateHandler() {
     fatalThenAbort("Terminating");
 }
 
-// The unexpected handler of dynamic exception specifications; the language no
-// longer calls one, so it is not installed.
+// The handler for an exception that broke a function's throw() list; C++17
+// removed both, so nothing can install or call it. Kept for the record.
 [[maybe_unused]] void unexpectedHandler() {
     fatalThenAbort("Unexpected exception thrown");
 }

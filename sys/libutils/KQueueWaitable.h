@@ -10,7 +10,8 @@ namespace qn::sys {
 // Watches one descriptor for file events (rename, delete, write) and read
 // readiness. All such waitables share one kernel event queue of the process;
 // on Linux that is one inotify instance, whose events are handed to the
-// waitables that watch the file they belong to.
+// waitables that watch the file they belong to. A wait's time-out is in
+// microseconds (kWaitForever: no limit); 0 never blocks.
 class KQueueWaitable : public Waitable {
   public:
     // Bits of setEvents and hasFired.

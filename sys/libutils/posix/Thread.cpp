@@ -61,6 +61,7 @@ class Thread::State {
             return true;
         }
         m_body->started = true;
+        m_body->entered = false;
         auto* handed = new std::shared_ptr<Body>(m_body);
         // Keeps the creation apart from any thread writing to stdout.
         flockfile(stdout);

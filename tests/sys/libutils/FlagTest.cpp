@@ -74,14 +74,5 @@ TEST(Flag, RaiseFromAnotherThreadWakesOneWaiterPerRaise) {
     EXPECT_EQ(woken.load(), 1);
 }
 
-TEST(Flag, InterfacesReachTheSameFlag) {
-    Flag flag;
-    IWaitableFlag& asInterface = flag;
-    asInterface.raise();
-    EXPECT_EQ(asInterface.asWaitable(), &flag);
-    EXPECT_TRUE(asInterface.asWaitable()->wait(0));
-    EXPECT_FALSE(static_cast<ISecurableObject&>(flag).hasSecurity());
-}
-
 }  // namespace
 }  // namespace qn::sys
