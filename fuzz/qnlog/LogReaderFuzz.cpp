@@ -16,8 +16,7 @@
 
 namespace {
 
-void readAsFile(std::string_view data)
-{
+void readAsFile(std::string_view data) {
     static std::istringstream none;
     std::ostringstream out, err;
     qn::tools::qnlog::QnlogApp app(none, out, err);
@@ -33,8 +32,7 @@ void readAsFile(std::string_view data)
     }
 }
 
-void roundTrip(std::string_view data)
-{
+void roundTrip(std::string_view data) {
     using namespace qn::sys::encryption;
     static Aes128* cipher = [] {
         Key<16> key;
@@ -57,10 +55,9 @@ void roundTrip(std::string_view data)
         std::abort();
 }
 
-} // namespace
+}  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
-{
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     if (size == 0)
         return 0;
     const std::string_view data(reinterpret_cast<const char*>(bytes) + 1, size - 1);
