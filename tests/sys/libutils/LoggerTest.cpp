@@ -202,6 +202,29 @@ TEST(Logger, SeamLinesOfLowerClassesReachTheCurrentLogger) {
     EXPECT_FALSE(logseam::isEnabled(source, logseam::kFatal));
 }
 
+TEST(Logger, ModuleWithItsOwnLogFile) {
+    ScratchDir dir;
+    auto logger = makeLogger(dir, Logger::DEBUG);
+    Logger::Logged own("Own", "1", "own", 102400);
+    QN_LOG(own, Logger::INFO) << "to my file";
+    QN_LOG(own, Logger::DEBUG) << "off now";
+
+    const auto mine = readLogFile(dir / "own.log");
+    ASSERT_EQ(mine.lines.size(), 2u);
+    EXPECT_NE(mine.lines[0].find("\t\tOwn\t1\tALWAYS\t"), std::string::npos);
+    EXPECT_NE(mine.lines[0].find(". Started at "), std::string::npos);
+    EXPECT_NE(mine.lines[1].find("\tINFO\t"), std::string::npos);
+    EXPECT_EQ(own.verbosity(), Logger::INFO);
+
+    // The announcement went to the outputs the module had before.
+    const auto shared = readLogFile(logger->logFileName());
+    ASSERT_EQ(shared.lines.size(), 2u);
+    EXPECT_NE(
+        shared.lines[1].find("\tCreating logging output for Own to " + dir.path() + "/own.log"),
+        std::string::npos);
+    EXPECT_TRUE(logger->hasOutput("Own"));
+}
+
 TEST(Logger, LogOnConditionChangerReportsFlipsOnly) {
     Logger::LogOnConditionChanger condition;
     EXPECT_FALSE(condition.changed(false));
