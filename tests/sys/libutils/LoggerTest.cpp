@@ -225,6 +225,21 @@ TEST(Logger, ModuleWithItsOwnLogFile) {
     EXPECT_TRUE(logger->hasOutput("Own"));
 }
 
+TEST(LoggerDeathTest, RegisteredFileOutputsCloseCleanlyAtExit) {
+    // At exit the registered outputs go before the file event queue their
+    // checkers use (the sanitizer builds catch the wrong order).
+    GTEST_FLAG_SET(death_test_style, "fast"); // the child shares the scratch directory
+    ScratchDir dir;
+    EXPECT_EXIT(
+        {
+            Logger::registerFileOutput(dir / "exit.log", 2, 0, 1)
+                ->write(0, Logger::INFO, "f.cpp", 1, "M", "i", "", "before exit");
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "");
+    EXPECT_EQ(readLogFile(dir / "exit.log").lines.size(), 1u);
+}
+
 TEST(Logger, LogOnConditionChangerReportsFlipsOnly) {
     Logger::LogOnConditionChanger condition;
     EXPECT_FALSE(condition.changed(false));
