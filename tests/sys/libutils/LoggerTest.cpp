@@ -228,7 +228,7 @@ TEST(Logger, ModuleWithItsOwnLogFile) {
 TEST(LoggerDeathTest, RegisteredFileOutputsCloseCleanlyAtExit) {
     // At exit the registered outputs go before the file event queue their
     // checkers use (the sanitizer builds catch the wrong order).
-    GTEST_FLAG_SET(death_test_style, "fast"); // the child shares the scratch directory
+    GTEST_FLAG_SET(death_test_style, "fast");  // the child shares the scratch directory
     ScratchDir dir;
     EXPECT_EXIT(
         {
