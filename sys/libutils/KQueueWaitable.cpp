@@ -56,9 +56,10 @@ class KQueueState;
 // The one inotify instance of the process and who listens to which watch.
 class EventQueue {
   public:
+    // Never destroyed: file outputs of the logger's statics still wait on it at exit.
     static EventQueue& instance() {
-        static EventQueue queue;
-        return queue;
+        static EventQueue* queue = new EventQueue;
+        return *queue;
     }
 
     int descriptor() const { return m_descriptor; }
@@ -176,6 +177,10 @@ class KQueueState : public Waitable::State {
         const bool forever = timeout == kWaitForever;
         const auto deadline = Clock::now() + std::chrono::microseconds(timeout);
         EventQueue& queue = EventQueue::instance();
+        if (timeout == 0 && !readFilters()) {
+            // The log checks its file before every line: one read, no poll.
+            return takePending();
+        }
         for (;;) {
             if (takePending()) {
                 return true;
