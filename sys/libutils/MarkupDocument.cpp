@@ -335,6 +335,9 @@ bool MarkupDocument::setDocument(std::string text) {
     if (m_records.size() < wanted) {
         m_records.resize(wanted);
     }
+    // The table's size follows the growth rule above; the storage behind it is
+    // reserved for about one element a line, so that growing copies nothing.
+    m_records.reserve(m_text.size() / 24 + 8);
     if (!m_text.empty()) {
         m_records[0] = ElementRecord{};
         const std::int64_t top = parseTopElement();
