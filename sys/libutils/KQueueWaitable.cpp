@@ -56,7 +56,8 @@ class KQueueState;
 // The one inotify instance of the process and who listens to which watch.
 class EventQueue {
   public:
-    // Never destroyed: file outputs of the logger's statics still wait on it at exit.
+    // Never destroyed: waitables held by statics (the logger's registered file
+    // outputs) are destroyed at exit and still unregister here.
     static EventQueue& instance() {
         static EventQueue* queue = new EventQueue;
         return *queue;

@@ -13,6 +13,7 @@
 #include "sys/libutils/LogSeam.h"
 #include "sys/libutils/LoggerConfiguration.h"
 #include "sys/libutils/Mutex.h"
+#include "sys/libutils/PersistLoggerConfiguration.h"
 
 namespace qn::sys {
 
@@ -166,7 +167,7 @@ Logger::Logger(const std::string& name, std::int32_t verbosity, bool useStderr, 
     impl.owner = this;
     impl.name = name;
     impl.configuration =
-        configuration ? std::move(configuration) : std::make_unique<LoggerConfiguration>();
+        configuration ? std::move(configuration) : std::make_unique<PersistLoggerConfiguration>();
     impl.defaultVerbosity = verbosity;
     impl.useStderr = useStderr;
     impl.helper = std::move(helper);
