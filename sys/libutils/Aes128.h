@@ -11,14 +11,14 @@ namespace qn::sys::encryption {
 // Counter block for counter mode; advanced through a virtual call after each
 // block so that callers choose the counter's layout.
 class Counter : public Block<16> {
-public:
+  public:
     virtual void advance();
 };
 
 // AES with a 128-bit key in one direction. The context is overwritten with
 // random bytes before it is freed.
 class Aes128 {
-public:
+  public:
     enum Direction { Encrypt = 0, Decrypt = 1 };
 
     Aes128(const Key<16>& key, Direction direction);
@@ -35,10 +35,10 @@ public:
     bool ctr(Counter& counter, const std::uint8_t* input, std::uint8_t* output, std::size_t length);
     bool block(const std::uint8_t input[16], std::uint8_t output[16]);
 
-private:
+  private:
     struct Context;
     Direction m_direction;
     std::unique_ptr<Context> m_context;
 };
 
-} // namespace qn::sys::encryption
+}  // namespace qn::sys::encryption

@@ -4,8 +4,7 @@
 
 namespace qn::sys::encryption {
 
-bool base64Encode(const std::uint8_t* data, std::size_t length, std::string& out)
-{
+bool base64Encode(const std::uint8_t* data, std::size_t length, std::string& out) {
     const std::size_t needed = 4 * ((length + 2) / 3) + 1;
     out.resize(needed);
     std::size_t written = 0;
@@ -18,8 +17,7 @@ bool base64Encode(const std::uint8_t* data, std::size_t length, std::string& out
     return true;
 }
 
-bool base64Decode(std::string_view text, std::vector<std::uint8_t>& out)
-{
+bool base64Decode(std::string_view text, std::vector<std::uint8_t>& out) {
     const auto* src = reinterpret_cast<const unsigned char*>(text.data());
     std::size_t needed = 0;
     // The first call only measures; an empty text decodes to nothing.
@@ -39,4 +37,4 @@ bool base64Decode(std::string_view text, std::vector<std::uint8_t>& out)
     return true;
 }
 
-} // namespace qn::sys::encryption
+}  // namespace qn::sys::encryption

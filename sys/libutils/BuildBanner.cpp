@@ -14,11 +14,10 @@
 
 namespace qn::sys {
 
-const std::string& buildBanner()
-{
-    static const std::string banner = "Version " QN_VERSION " (" QN_BUILD_NUMBER "). Built by " QN_BUILDER
-                                      ", at " __TIME__ " " __DATE__ ". ";
+const std::string& buildBanner() {
+    static const std::string banner = "Version " QN_VERSION " (" QN_BUILD_NUMBER
+                                      "). Built by " QN_BUILDER ", at " __TIME__ " " __DATE__ ". ";
     return banner;
 }
 
-} // namespace qn::sys
+}  // namespace qn::sys

@@ -7,7 +7,7 @@ namespace qn::sys {
 // Module name, instance name and parent of an object that logs or counts.
 // Names are kept sanitised: anything but letters, digits and "_" becomes "_".
 class Identity {
-public:
+  public:
     Identity();
     Identity(const std::string& module, const std::string& instance, Identity* parent = nullptr);
     Identity(const std::string& module, Identity* parent);
@@ -24,7 +24,7 @@ public:
 
     static std::string sanitise(const std::string& name);
 
-private:
+  private:
     std::string ownAddress() const;
 
     std::string m_module;
@@ -37,4 +37,4 @@ std::string identityFullName(const Identity* identity);
 std::string identityModule(const Identity* identity);
 std::string identityInstance(const Identity* identity);
 
-} // namespace qn::sys
+}  // namespace qn::sys

@@ -12,56 +12,56 @@ constexpr std::size_t kDigest = 1;
 constexpr std::size_t kLength = kDigest + kKeyDigestWords;
 constexpr std::size_t kKeyWords = kLength + 1;
 
-std::uint32_t maskWord(const std::uint8_t* mask, std::size_t position)
-{
+std::uint32_t maskWord(const std::uint8_t* mask, std::size_t position) {
     std::uint32_t w = 0;
     for (std::size_t i = 0; i < 4; ++i)
         w |= std::uint32_t(mask[(position + i) % kKeyMaskLength]) << (8 * i);
     return w;
 }
 
-std::uint32_t byteOf(std::uint32_t w, unsigned i) { return (w >> (8 * i)) & 0xFF; }
+std::uint32_t byteOf(std::uint32_t w, unsigned i) {
+    return (w >> (8 * i)) & 0xFF;
+}
 
 // Bytes 1, 3, 0, 2 of w, low to high.
-std::uint32_t reorder(std::uint32_t w)
-{
+std::uint32_t reorder(std::uint32_t w) {
     return byteOf(w, 1) | byteOf(w, 3) << 8 | byteOf(w, 0) << 16 | byteOf(w, 2) << 24;
 }
 
-std::uint32_t unreorder(std::uint32_t r)
-{
+std::uint32_t unreorder(std::uint32_t r) {
     return byteOf(r, 2) | byteOf(r, 0) << 8 | byteOf(r, 3) << 16 | byteOf(r, 1) << 24;
 }
 
-std::uint32_t unscramble(std::uint32_t w, const std::uint8_t* mask, std::size_t position)
-{
+std::uint32_t unscramble(std::uint32_t w, const std::uint8_t* mask, std::size_t position) {
     return reorder(w) ^ maskWord(mask, position);
 }
 
-std::uint32_t scramble(std::uint32_t v, const std::uint8_t* mask, std::size_t position)
-{
+std::uint32_t scramble(std::uint32_t v, const std::uint8_t* mask, std::size_t position) {
     return unreorder(v ^ maskWord(mask, position));
 }
 
-std::size_t permuted(std::size_t j)
-{
+std::size_t permuted(std::size_t j) {
     static constexpr std::size_t inGroup[4] = {1, 3, 0, 2};
     return j - j % 4 + inGroup[j % 4];
 }
 
-std::uint32_t rotl(std::uint32_t w, unsigned bits) { return (w << bits) | (w >> ((32 - bits) % 32)); }
-std::uint32_t rotr(std::uint32_t w, unsigned bits) { return (w >> bits) | (w << ((32 - bits) % 32)); }
-unsigned rotation(std::size_t j) { return 8 * unsigned(j % 3 + 1); }
+std::uint32_t rotl(std::uint32_t w, unsigned bits) {
+    return (w << bits) | (w >> ((32 - bits) % 32));
+}
+std::uint32_t rotr(std::uint32_t w, unsigned bits) {
+    return (w >> bits) | (w << ((32 - bits) % 32));
+}
+unsigned rotation(std::size_t j) {
+    return 8 * unsigned(j % 3 + 1);
+}
 
-void putWord(std::uint8_t* out, std::uint32_t w)
-{
+void putWord(std::uint8_t* out, std::uint32_t w) {
     for (unsigned i = 0; i < 4; ++i)
         out[i] = std::uint8_t(byteOf(w, i));
 }
 
 void digestOf(const std::uint8_t* key, std::size_t length, std::uint32_t identity,
-              const std::uint8_t* salt, std::uint8_t digest[32])
-{
+              const std::uint8_t* salt, std::uint8_t digest[32]) {
     mbedtls_sha256_context sha;
     mbedtls_sha256_init(&sha);
     mbedtls_sha256_starts_ret(&sha, 0);
@@ -74,12 +74,11 @@ void digestOf(const std::uint8_t* key, std::size_t length, std::uint32_t identit
     mbedtls_sha256_free(&sha);
 }
 
-} // namespace
+}  // namespace
 
 bool fetchKeyRecord(const KeyTable& table, unsigned index, const std::uint8_t* mask,
                     const std::uint8_t* salt, std::size_t wanted, std::uint8_t* out,
-                    std::uint32_t& identity)
-{
+                    std::uint32_t& identity) {
     if (index >= table.count)
         return false;
     const std::uint32_t* record = table.words + table.offsets[index];
@@ -118,8 +117,7 @@ bool fetchKeyRecord(const KeyTable& table, unsigned index, const std::uint8_t* m
 
 std::vector<std::uint32_t> makeKeyRecord(const std::uint8_t* key, std::size_t length,
                                          std::uint32_t identity, std::uint32_t guard,
-                                         const std::uint8_t* mask, const std::uint8_t* salt)
-{
+                                         const std::uint8_t* mask, const std::uint8_t* salt) {
     const std::size_t words = length / 4;
     std::vector<std::uint32_t> record(kKeyWords + words + 1);
     record[kGuard] = scramble(guard, mask, 0);
@@ -142,4 +140,4 @@ std::vector<std::uint32_t> makeKeyRecord(const std::uint8_t* key, std::size_t le
     return record;
 }
 
-} // namespace qn::sys::encryption
+}  // namespace qn::sys::encryption

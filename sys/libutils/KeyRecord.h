@@ -10,11 +10,11 @@ namespace qn::sys::encryption {
 // A record is a run of 32-bit words: guard, eight digest words, length, the key
 // words (permuted, masked and rotated), identity.
 struct KeyTable {
-    const std::uint32_t* words;   // all records, one after the other
-    const std::uint32_t* offsets; // word offset of each record
-    std::size_t count;            // number of records
-    const std::uint8_t* mask;     // kKeyMaskLength bytes
-    const std::uint8_t* salt;     // kKeySaltLength bytes
+    const std::uint32_t* words;    // all records, one after the other
+    const std::uint32_t* offsets;  // word offset of each record
+    std::size_t count;             // number of records
+    const std::uint8_t* mask;      // kKeyMaskLength bytes
+    const std::uint8_t* salt;      // kKeySaltLength bytes
 };
 
 constexpr std::size_t kKeyMaskLength = 17;
@@ -40,4 +40,4 @@ std::vector<std::uint32_t> makeKeyRecord(const std::uint8_t* key, std::size_t le
                                          std::uint32_t identity, std::uint32_t guard,
                                          const std::uint8_t* mask, const std::uint8_t* salt);
 
-} // namespace qn::sys::encryption
+}  // namespace qn::sys::encryption

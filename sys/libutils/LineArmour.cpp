@@ -6,8 +6,7 @@
 
 namespace qn::sys::encryption {
 
-bool armourLine(Aes128& cipher, Block<16>& iv, std::string& plain, std::string& out)
-{
+bool armourLine(Aes128& cipher, Block<16>& iv, std::string& plain, std::string& out) {
     if (plain.size() % 16 != 0)
         plain.append(16 - plain.size() % 16, ' ');
     auto* bytes = reinterpret_cast<std::uint8_t*>(plain.data());
@@ -19,4 +18,4 @@ bool armourLine(Aes128& cipher, Block<16>& iv, std::string& plain, std::string& 
     return base64Encode(bytes, plain.size(), out);
 }
 
-} // namespace qn::sys::encryption
+}  // namespace qn::sys::encryption

@@ -12,4 +12,4 @@ namespace qn::sys::encryption {
 // cipher or the encoding fails.
 bool armourLine(Aes128& cipher, Block<16>& iv, std::string& plain, std::string& out);
 
-} // namespace qn::sys::encryption
+}  // namespace qn::sys::encryption

@@ -8,4 +8,4 @@ namespace qn::sys::encryption {
 // should live only as long as it takes to set up a cipher.
 bool fetchLineKey(Key<16>& key);
 
-} // namespace qn::sys::encryption
+}  // namespace qn::sys::encryption

@@ -22,4 +22,4 @@ const char* levelName(std::int32_t level);
 // number such as "4") gives fallback.
 std::int32_t parseLevel(std::string_view text, std::int32_t fallback);
 
-} // namespace qn::sys::loglevel
+}  // namespace qn::sys::loglevel

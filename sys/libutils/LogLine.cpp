@@ -7,8 +7,7 @@
 namespace qn::sys::logline {
 namespace {
 
-void appendPadded(std::string& out, std::int64_t value, int width)
-{
+void appendPadded(std::string& out, std::int64_t value, int width) {
     char digits[24];
     auto [end, ec] = std::to_chars(digits, digits + sizeof digits, value);
     (void)ec;
@@ -17,8 +16,7 @@ void appendPadded(std::string& out, std::int64_t value, int width)
     out.append(digits, end);
 }
 
-bool isDigits(std::string_view s, std::size_t minimum, std::size_t maximum)
-{
+bool isDigits(std::string_view s, std::size_t minimum, std::size_t maximum) {
     if (s.size() < minimum || s.size() > maximum)
         return false;
     for (char c : s)
@@ -27,8 +25,7 @@ bool isDigits(std::string_view s, std::size_t minimum, std::size_t maximum)
     return true;
 }
 
-bool isTime(std::string_view t)
-{
+bool isTime(std::string_view t) {
     // HH:MM:SS.mmm with two or more digits of hours.
     if (t.size() < 12)
         return false;
@@ -39,8 +36,7 @@ bool isTime(std::string_view t)
 }
 
 // Cuts s at the next tab; false when there is none.
-bool nextField(std::string_view& s, std::string_view& field)
-{
+bool nextField(std::string_view& s, std::string_view& field) {
     const std::size_t tab = s.find('\t');
     if (tab == std::string_view::npos)
         return false;
@@ -49,10 +45,9 @@ bool nextField(std::string_view& s, std::string_view& field)
     return true;
 }
 
-} // namespace
+}  // namespace
 
-void appendElapsed(std::string& out, std::int64_t ms)
-{
+void appendElapsed(std::string& out, std::int64_t ms) {
     if (ms < 0)
         ms = 0;
     appendPadded(out, ms / 3600000, 2);
@@ -66,8 +61,7 @@ void appendElapsed(std::string& out, std::int64_t ms)
 
 bool appendPlain(std::string& out, std::int32_t lineType, std::int64_t elapsed, std::int32_t level,
                  const char* file, std::int32_t line, const std::string& module,
-                 const std::string& instance, const char* thread, const std::string& message)
-{
+                 const std::string& instance, const char* thread, const std::string& message) {
     if (lineType == 0) {
         out.push_back('[');
         out.append(module);
@@ -104,8 +98,7 @@ bool appendPlain(std::string& out, std::int32_t lineType, std::int64_t elapsed, 
     return true;
 }
 
-bool parse(std::string_view text, Fields& f)
-{
+bool parse(std::string_view text, Fields& f) {
     f = Fields{};
     if (!text.empty() && text[0] == '[') {
         const std::size_t close = text.find("] ");
@@ -129,4 +122,4 @@ bool parse(std::string_view text, Fields& f)
     return true;
 }
 
-} // namespace qn::sys::logline
+}  // namespace qn::sys::logline

@@ -30,5 +30,5 @@ struct Fields {
 // Splits a plain line into its fields; false when it has neither form.
 bool parse(std::string_view text, Fields& fields);
 
-} // namespace logline
-} // namespace qn::sys
+}  // namespace logline
+}  // namespace qn::sys

@@ -16,10 +16,9 @@ namespace qn::sys::logoutput {
 
 // Tells that a file's directory entry was removed or now names another file.
 class FileWatch {
-public:
+  public:
     explicit FileWatch(const std::string& name) : m_name(name) { m_valid = identify(m_dev, m_ino); }
-    bool changed() const
-    {
+    bool changed() const {
         dev_t dev;
         ino_t ino;
         if (!identify(dev, ino))
@@ -27,9 +26,8 @@ public:
         return !m_valid || dev != m_dev || ino != m_ino;
     }
 
-private:
-    bool identify(dev_t& dev, ino_t& ino) const
-    {
+  private:
+    bool identify(dev_t& dev, ino_t& ino) const {
         struct stat st;
         if (::stat(m_name.c_str(), &st) != 0)
             return false;
@@ -45,14 +43,12 @@ private:
 
 namespace {
 
-bool readable(const std::string& name)
-{
+bool readable(const std::string& name) {
     std::ifstream probe(name);
     return probe.is_open();
 }
 
-std::string localTimeStamp()
-{
+std::string localTimeStamp() {
     const std::time_t now = std::time(nullptr);
     std::tm parts{};
     localtime_r(&now, &parts);
@@ -61,11 +57,10 @@ std::string localTimeStamp()
     return std::string(text, n);
 }
 
-} // namespace
+}  // namespace
 
 OutputImpl::OutputImpl(std::ostream* stream, std::int32_t lineType)
-    : m_stream(stream), m_lineType(lineType)
-{
+    : m_stream(stream), m_lineType(lineType) {
     // The key lives only while the cipher is set up; the local wipes itself.
     encryption::Key<16> key;
     encryption::fetchLineKey(key);
@@ -76,8 +71,7 @@ OutputImpl::~OutputImpl() = default;
 
 void OutputImpl::write(std::int64_t elapsed, std::int32_t level, const char* file,
                        std::int32_t line, const std::string& module, const std::string& instance,
-                       const char* thread, const std::string& message)
-{
+                       const char* thread, const std::string& message) {
     m_plain.clear();
     logline::appendPlain(m_plain, m_lineType, elapsed, level, file, line, module, instance, thread,
                          message);
@@ -87,8 +81,7 @@ void OutputImpl::write(std::int64_t elapsed, std::int32_t level, const char* fil
     m_stream->flush();
 }
 
-std::pair<std::string, std::string> FileOutput::splitName(const std::string& name)
-{
+std::pair<std::string, std::string> FileOutput::splitName(const std::string& name) {
     const std::size_t dot = name.rfind('.');
     if (dot == std::string::npos)
         return {name, std::string()};
@@ -97,16 +90,14 @@ std::pair<std::string, std::string> FileOutput::splitName(const std::string& nam
 
 FileOutput::FileOutput(const std::string& fileName, std::int32_t mode, std::uint64_t maxSize,
                        std::int32_t lineType)
-    : m_fileName(fileName), m_mode(mode), m_maxSize(maxSize), m_lineType(lineType)
-{
+    : m_fileName(fileName), m_mode(mode), m_maxSize(maxSize), m_lineType(lineType) {
     open(mode);
     m_inner = std::make_unique<OutputImpl>(m_stream.get(), m_lineType);
 }
 
 FileOutput::~FileOutput() = default;
 
-void FileOutput::open(std::int32_t mode)
-{
+void FileOutput::open(std::int32_t mode) {
     std::string path = m_fileName;
     if (mode == Decorate) {
         const auto [stem, extension] = splitName(m_fileName);
@@ -127,12 +118,12 @@ void FileOutput::open(std::int32_t mode)
 
 void FileOutput::write(std::int64_t elapsed, std::int32_t level, const char* file,
                        std::int32_t line, const std::string& module, const std::string& instance,
-                       const char* thread, const std::string& message)
-{
+                       const char* thread, const std::string& message) {
     bool withinLimit = true;
     if (m_maxSize != 0) {
         // A stream in a fail state says -1, above any limit: it tries again.
-        const auto position = static_cast<std::uint64_t>(static_cast<std::int64_t>(m_stream->tellp()));
+        const auto position =
+            static_cast<std::uint64_t>(static_cast<std::int64_t>(m_stream->tellp()));
         withinLimit = position <= m_maxSize;
     }
     if (withinLimit && !m_checker->changed()) {
@@ -155,14 +146,13 @@ void FileOutput::write(std::int64_t elapsed, std::int32_t level, const char* fil
 
 void MultiOutput::write(std::int64_t elapsed, std::int32_t level, const char* file,
                         std::int32_t line, const std::string& module, const std::string& instance,
-                        const char* thread, const std::string& message)
-{
+                        const char* thread, const std::string& message) {
     for (Logger::Output* output : m_outputs)
         output->write(elapsed, level, file, line, module, instance, thread, message);
 }
 
-template <class C, class T> int DebugOutBuf<C, T>::sync()
-{
+template <class C, class T>
+int DebugOutBuf<C, T>::sync() {
     std::cerr.write(this->m_buffer.data(), static_cast<std::streamsize>(this->m_buffer.size()));
     std::cerr.flush();
     this->m_buffer.clear();
@@ -171,4 +161,4 @@ template <class C, class T> int DebugOutBuf<C, T>::sync()
 
 template class DebugOutBuf<char, std::char_traits<char>>;
 
-} // namespace qn::sys::logoutput
+}  // namespace qn::sys::logoutput

@@ -9,8 +9,7 @@
 namespace qn::sys {
 namespace {
 
-bool isBase64Text(std::string_view s)
-{
+bool isBase64Text(std::string_view s) {
     if (s.empty() || s.size() % 4 != 0)
         return false;
     for (char c : s)
@@ -22,8 +21,7 @@ bool isBase64Text(std::string_view s)
 
 // Does the first block look like the start of a line? `strict` allows only
 // printable ASCII, which makes a chance match of a wrong vector negligible.
-bool looksLikeLineStart(const std::string& text, bool strict)
-{
+bool looksLikeLineStart(const std::string& text, bool strict) {
     const std::size_t n = text.size() < 16 ? text.size() : 16;
     for (std::size_t i = 0; i < n; ++i) {
         const auto c = static_cast<unsigned char>(text[i]);
@@ -48,10 +46,9 @@ bool looksLikeLineStart(const std::string& text, bool strict)
     return true;
 }
 
-} // namespace
+}  // namespace
 
-LogReader::LogReader()
-{
+LogReader::LogReader() {
     encryption::Key<16> key;
     encryption::fetchLineKey(key);
     m_cipher = std::make_unique<encryption::Aes128>(key, encryption::Aes128::Decrypt);
@@ -59,22 +56,19 @@ LogReader::LogReader()
 
 LogReader::~LogReader() = default;
 
-void LogReader::reset()
-{
+void LogReader::reset() {
     m_haveChain = false;
     m_chain.clear();
 }
 
-bool LogReader::decryptWith(const encryption::Block<16>& iv, std::string& text)
-{
+bool LogReader::decryptWith(const encryption::Block<16>& iv, std::string& text) {
     encryption::Block<16> chain = iv;
     text.resize(m_cipherText.size());
     return m_cipher->cbc(chain, m_cipherText.data(), reinterpret_cast<std::uint8_t*>(text.data()),
                          m_cipherText.size());
 }
 
-LogReader::Result LogReader::read(std::string_view line, std::string& text)
-{
+LogReader::Result LogReader::read(std::string_view line, std::string& text) {
     text.clear();
     m_restarted = false;
     if (!line.empty() && line.back() == '\r')
@@ -116,4 +110,4 @@ LogReader::Result LogReader::read(std::string_view line, std::string& text)
     return Result::Plain;
 }
 
-} // namespace qn::sys
+}  // namespace qn::sys

@@ -15,12 +15,12 @@ namespace qn::sys {
 // appending to the file, a rotation): there the chained vector gives a first
 // block that is no line header, while a zero vector gives one.
 class LogReader {
-public:
+  public:
     enum class Result {
-        Plain,        // text holds the plain line
-        Empty,        // an empty input line (a writer's failed encoding)
-        NotArmoured,  // not Base64 of whole cipher blocks
-        Undecryptable // armoured, but its chain began before the input did
+        Plain,         // text holds the plain line
+        Empty,         // an empty input line (a writer's failed encoding)
+        NotArmoured,   // not Base64 of whole cipher blocks
+        Undecryptable  // armoured, but its chain began before the input did
     };
 
     LogReader();
@@ -33,7 +33,7 @@ public:
     // Forget the chain, as at the start of a new file.
     void reset();
 
-private:
+  private:
     bool decryptWith(const encryption::Block<16>& iv, std::string& text);
 
     std::unique_ptr<encryption::Aes128> m_cipher;
@@ -43,4 +43,4 @@ private:
     std::vector<std::uint8_t> m_cipherText;
 };
 
-} // namespace qn::sys
+}  // namespace qn::sys

@@ -21,14 +21,12 @@ namespace {
 
 // Built at static initialisation, in this order, so that both outlive every
 // logger object and singleton output, which are made later and go first.
-std::vector<std::unique_ptr<FileOutput>>& registeredFileOutputs()
-{
+std::vector<std::unique_ptr<FileOutput>>& registeredFileOutputs() {
     static std::vector<std::unique_ptr<FileOutput>> outputs;
     return outputs;
 }
 
-Mutex& globalLock()
-{
+Mutex& globalLock() {
     static Mutex lock;
     return lock;
 }
@@ -38,8 +36,7 @@ Mutex& globalLock()
 // The class-wide pointer to the current logger.
 Logger* g_current = nullptr;
 
-std::unique_ptr<Logger>& heldLogger()
-{
+std::unique_ptr<Logger>& heldLogger() {
     static std::unique_ptr<Logger> held;
     return held;
 }
@@ -47,10 +44,11 @@ std::unique_ptr<Logger>& heldLogger()
 const char* const kDefaultDirectory = "/Library/Application Support/Quintor/";
 
 // The thread column is kept but always empty here.
-const char* threadName() { return ""; }
+const char* threadName() {
+    return "";
+}
 
-const char* baseName(const char* file)
-{
+const char* baseName(const char* file) {
     if (file == nullptr)
         return nullptr;
     const char* cut = nullptr;
@@ -64,8 +62,7 @@ const char* baseName(const char* file)
     return cut != nullptr ? cut + 1 : file;
 }
 
-std::string executableBaseName()
-{
+std::string executableBaseName() {
     char path[4096];
     const ssize_t n = ::readlink("/proc/self/exe", path, sizeof path - 1);
     if (n <= 0)
@@ -74,15 +71,14 @@ std::string executableBaseName()
     return baseName(path);
 }
 
-std::string startedAt(const char* what)
-{
+std::string startedAt(const char* what) {
     std::ostringstream text;
     text << buildBanner() << what;
     TimeToStream(text, CurrentTime());
     return text.str();
 }
 
-} // namespace
+}  // namespace
 
 class Logger::Module::FanOut : public logoutput::MultiOutput {};
 
@@ -107,15 +103,14 @@ struct Logger::Impl {
     std::map<std::string, Output*> outputs;
     std::map<std::string, std::unique_ptr<Module>> modules;
 
-    Output* defaultFileOutput()
-    {
+    Output* defaultFileOutput() {
         if (!defaultFile)
-            defaultFile = std::make_unique<FileOutput>(logFileName, FileOutput::Append, fileSize, 1);
+            defaultFile =
+                std::make_unique<FileOutput>(logFileName, FileOutput::Append, fileSize, 1);
         return defaultFile.get();
     }
 
-    Output* helperLineOutput()
-    {
+    Output* helperLineOutput() {
         if (!helperOutput) {
             helperStream = std::make_unique<logoutput::HelperOStream<char, std::char_traits<char>>>(
                 helper.get());
@@ -124,8 +119,7 @@ struct Logger::Impl {
         return helperOutput.get();
     }
 
-    void resolveModule(const std::string& module, std::int32_t& level, OutputLevels& outs)
-    {
+    void resolveModule(const std::string& module, std::int32_t& level, OutputLevels& outs) {
         level = defaultVerbosity;
         outs.clear();
         configuration->resolveModule(*owner, module, level, outs);
@@ -141,8 +135,7 @@ struct Logger::Impl {
     }
 };
 
-bool Logger::LogOnConditionChanger::changed(bool value)
-{
+bool Logger::LogOnConditionChanger::changed(bool value) {
     if (value == m_state)
         return false;
     m_state = value;
@@ -151,8 +144,7 @@ bool Logger::LogOnConditionChanger::changed(bool value)
 
 Logger::Logger(const std::string& name, std::int32_t verbosity, bool useStderr, bool withLogFile,
                std::unique_ptr<Helper> helper, std::unique_ptr<LoggerConfiguration> configuration)
-    : m_impl(new Impl{})
-{
+    : m_impl(new Impl{}) {
     std::lock_guard<Mutex> guard(globalLock());
     Impl& impl = *m_impl;
     impl.owner = this;
@@ -188,8 +180,7 @@ Logger::Logger(const std::string& name, std::int32_t verbosity, bool useStderr, 
     }
 }
 
-Logger::~Logger()
-{
+Logger::~Logger() {
     std::lock_guard<Mutex> guard(globalLock());
     if (g_current == this)
         g_current = nullptr;
@@ -197,8 +188,7 @@ Logger::~Logger()
 }
 
 Logger* Logger::create(const std::string& name, std::int32_t verbosity, bool useStderr,
-                       bool withLogFile, std::unique_ptr<Helper>&& helper)
-{
+                       bool withLogFile, std::unique_ptr<Helper>& helper) {
     std::lock_guard<Mutex> guard(globalLock());
     if (g_current == nullptr) {
         std::unique_ptr<Logger>& held = heldLogger();
@@ -211,16 +201,20 @@ Logger* Logger::create(const std::string& name, std::int32_t verbosity, bool use
     return g_current;
 }
 
-Logger* Logger::instance()
-{
+Logger* Logger::create(const std::string& name, std::int32_t verbosity, bool useStderr,
+                       bool withLogFile) {
+    std::unique_ptr<Helper> none;
+    return create(name, verbosity, useStderr, withLogFile, none);
+}
+
+Logger* Logger::instance() {
     std::lock_guard<Mutex> guard(globalLock());
     if (g_current != nullptr)
         return g_current;
     return create(executableBaseName(), INFO, false, true);
 }
 
-Logger::Module* Logger::getModule(const std::string& name)
-{
+Logger::Module* Logger::getModule(const std::string& name) {
     std::lock_guard<Mutex> guard(globalLock());
     auto found = m_impl->modules.find(name);
     if (found != m_impl->modules.end())
@@ -233,8 +227,7 @@ Logger::Module* Logger::getModule(const std::string& name)
     return m_impl->modules.emplace(name, std::move(module)).first->second.get();
 }
 
-void Logger::setVerbosity(std::int32_t level, bool useStderr)
-{
+void Logger::setVerbosity(std::int32_t level, bool useStderr) {
     std::lock_guard<Mutex> guard(globalLock());
     m_impl->defaultVerbosity = level;
     m_impl->useStderr = useStderr;
@@ -248,43 +241,41 @@ void Logger::setVerbosity(std::int32_t level, bool useStderr)
     }
 }
 
-std::int64_t Logger::elapsedMilliseconds() const
-{
+std::int64_t Logger::elapsedMilliseconds() const {
     std::int64_t micros = m_impl->timerAccumulated;
     if (m_impl->timerRunning)
         micros += CurrentMicroseconds() - m_impl->timerStart;
     return micros * 1000 / 1000000;
 }
 
-std::string Logger::name() const { return m_impl->name; }
-std::string Logger::directory() const { return m_impl->directory; }
+std::string Logger::name() const {
+    return m_impl->name;
+}
+std::string Logger::directory() const {
+    return m_impl->directory;
+}
 
-std::string Logger::logFileName() const
-{
+std::string Logger::logFileName() const {
     std::lock_guard<Mutex> guard(globalLock());
     return m_impl->logFileName;
 }
 
-void Logger::clearLogFileName()
-{
+void Logger::clearLogFileName() {
     std::lock_guard<Mutex> guard(globalLock());
     m_impl->logFileName.clear();
 }
 
-bool Logger::hasOutput(const std::string& name) const
-{
+bool Logger::hasOutput(const std::string& name) const {
     std::lock_guard<Mutex> guard(globalLock());
     return m_impl->outputs.count(name) != 0;
 }
 
-void Logger::addOutput(const std::string& name, Output* output)
-{
+void Logger::addOutput(const std::string& name, Output* output) {
     std::lock_guard<Mutex> guard(globalLock());
     m_impl->outputs.emplace(name, output);
 }
 
-Logger::Output* Logger::getOutput(const std::string& name)
-{
+Logger::Output* Logger::getOutput(const std::string& name) {
     std::lock_guard<Mutex> guard(globalLock());
     auto found = m_impl->outputs.find(name);
     if (found != m_impl->outputs.end())
@@ -295,22 +286,19 @@ Logger::Output* Logger::getOutput(const std::string& name)
     return output;
 }
 
-Logger::Output* Logger::stderrOutput()
-{
+Logger::Output* Logger::stderrOutput() {
     std::lock_guard<Mutex> guard(globalLock());
     static OutputImpl output(&std::cerr, 0);
     return &output;
 }
 
-Logger::Output* Logger::stdoutOutput()
-{
+Logger::Output* Logger::stdoutOutput() {
     std::lock_guard<Mutex> guard(globalLock());
     static OutputImpl output(&std::cout, 0);
     return &output;
 }
 
-Logger::Output* Logger::debugOutput(std::int32_t lineType)
-{
+Logger::Output* Logger::debugOutput(std::int32_t lineType) {
     std::lock_guard<Mutex> guard(globalLock());
     static logoutput::DebugOStream<char, std::char_traits<char>> stream;
     // The first caller's line type stays.
@@ -319,28 +307,28 @@ Logger::Output* Logger::debugOutput(std::int32_t lineType)
 }
 
 Logger::Output* Logger::registerFileOutput(const std::string& fileName, std::int32_t mode,
-                                           std::uint64_t maxSize, std::int32_t lineType)
-{
+                                           std::uint64_t maxSize, std::int32_t lineType) {
     std::lock_guard<Mutex> guard(globalLock());
     auto& list = registeredFileOutputs();
     list.push_back(std::make_unique<FileOutput>(fileName, mode, maxSize, lineType));
     return list.back().get();
 }
 
-void Logger::lock() { globalLock().lock(); }
-void Logger::unlock() { globalLock().unlock(); }
+void Logger::lock() {
+    globalLock().lock();
+}
+void Logger::unlock() {
+    globalLock().unlock();
+}
 
 // --- Module ---
 
 Logger::Module::Module(Logger* logger, const std::string& name)
-    : m_logger(logger), m_name(name), m_verbosity(INFO)
-{
-}
+    : m_logger(logger), m_name(name), m_verbosity(INFO) {}
 
 Logger::Module::~Module() = default;
 
-void Logger::Module::reconfigure(std::int32_t level, OutputLevels outputs)
-{
+void Logger::Module::reconfigure(std::int32_t level, OutputLevels outputs) {
     std::lock_guard<Mutex> guard(globalLock());
     m_verbosity.store(level, std::memory_order_relaxed);
     m_outputs = std::move(outputs);
@@ -349,8 +337,7 @@ void Logger::Module::reconfigure(std::int32_t level, OutputLevels outputs)
 }
 
 void Logger::Module::write(std::int32_t level, const char* file, std::int32_t line,
-                           const std::string& instance, const std::string& message)
-{
+                           const std::string& instance, const std::string& message) {
     // A level outside the table has no name, so its line could not be composed.
     if (level < 0 || level >= loglevel::COUNT)
         return;
@@ -368,8 +355,8 @@ void Logger::Module::write(std::int32_t level, const char* file, std::int32_t li
 
 // --- Logged ---
 
-void Logger::Logged::attach(Logger& logger, const std::string& module, const std::string& instance)
-{
+void Logger::Logged::attach(Logger& logger, const std::string& module,
+                            const std::string& instance) {
     m_module = logger.getModule(module.empty() ? getModule() : module);
     if (!module.empty())
         setModule(module);
@@ -377,21 +364,18 @@ void Logger::Logged::attach(Logger& logger, const std::string& module, const std
         setInstance(instance);
 }
 
-Logger::Logged::Logged()
-{
+Logger::Logged::Logged() {
     m_module = Logger::instance()->getModule(getModule());
     if (getModule().empty())
         QN_LOG(*this, WARN) << "Anonymous Logged Object Created";
 }
 
-Logger::Logged::Logged(Logger& logger, const std::string& module, const std::string& instance)
-{
+Logger::Logged::Logged(Logger& logger, const std::string& module, const std::string& instance) {
     attach(logger, module, instance);
 }
 
 Logger::Logged::Logged(const std::string& module, const std::string& instance,
-                       const std::string& logName, std::uint64_t maxSize)
-{
+                       const std::string& logName, std::uint64_t maxSize) {
     Logger& logger = *Logger::instance();
     attach(logger, module, instance);
     if (!logName.empty())
@@ -399,8 +383,7 @@ Logger::Logged::Logged(const std::string& module, const std::string& instance,
 }
 
 void Logger::Logged::giveOwnLogFile(Logger& logger, const std::string& logName,
-                                    std::uint64_t maxSize)
-{
+                                    std::uint64_t maxSize) {
     std::lock_guard<Mutex> guard(globalLock());
     const std::string path = logger.directory() + logName + ".log";
     const std::string& moduleName = m_module->name();
@@ -431,9 +414,8 @@ void Logger::Logged::giveOwnLogFile(Logger& logger, const std::string& logName,
 }
 
 void Logger::Logged::log(std::int32_t level, const char* file, std::int32_t line,
-                         const std::string& message) const
-{
+                         const std::string& message) const {
     m_module->write(level, file, line, getInstance(), message);
 }
 
-} // namespace qn::sys
+}  // namespace qn::sys

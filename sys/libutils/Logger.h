@@ -20,7 +20,7 @@ class LoggerConfiguration;
 // Logger::Logged; a statement is written with QN_LOG (below), which tests the
 // level before anything else is evaluated.
 class Logger {
-public:
+  public:
     static constexpr std::int32_t ALWAYS = loglevel::ALWAYS;
     static constexpr std::int32_t FATAL = loglevel::FATAL;
     static constexpr std::int32_t ERROR = loglevel::ERROR;
@@ -31,7 +31,7 @@ public:
 
     // Where finished lines go. `file` is a base name; `elapsed` milliseconds.
     class Output {
-    public:
+      public:
         virtual ~Output() = default;
         virtual void write(std::int64_t elapsed, std::int32_t level, const char* file,
                            std::int32_t line, const std::string& module,
@@ -41,7 +41,7 @@ public:
 
     // A caller-supplied sink that receives each armoured line as one call.
     class Helper {
-    public:
+      public:
         virtual void write(const std::string& text) = 0;
         virtual ~Helper() = default;
     };
@@ -53,12 +53,12 @@ public:
 
     // Lets a caller log a recurring condition only when it flips.
     class LogOnConditionChanger {
-    public:
+      public:
         explicit LogOnConditionChanger(bool initial = false) : m_state(initial) {}
         virtual ~LogOnConditionChanger() = default;
         virtual bool changed(bool value);
 
-    private:
+      private:
         bool m_state;
     };
 
@@ -72,9 +72,12 @@ public:
     Logger& operator=(const Logger&) = delete;
 
     // The current logger, built first if there is none; only then is the
-    // helper taken over, otherwise it stays with the caller.
+    // helper taken over (the caller's pointer becomes null), otherwise it stays
+    // with the caller.
     static Logger* create(const std::string& name, std::int32_t verbosity, bool useStderr,
-                          bool withLogFile, std::unique_ptr<Helper>&& helper = nullptr);
+                          bool withLogFile, std::unique_ptr<Helper>& helper);
+    static Logger* create(const std::string& name, std::int32_t verbosity, bool useStderr,
+                          bool withLogFile);
     // As create with the executable's base name, INFO, no stderr, a log file.
     static Logger* instance();
 
@@ -103,13 +106,13 @@ public:
 
     struct Impl;
 
-private:
+  private:
     friend class Logged;
     Impl* m_impl;
 };
 
 class Logger::Module {
-public:
+  public:
     Module(Logger* logger, const std::string& name);
     ~Module();
     Module(const Module&) = delete;
@@ -120,12 +123,12 @@ public:
     const std::string& name() const { return m_name; }
     Logger* logger() const { return m_logger; }
 
-    void write(std::int32_t level, const char* file, std::int32_t line,
-               const std::string& instance, const std::string& message);
+    void write(std::int32_t level, const char* file, std::int32_t line, const std::string& instance,
+               const std::string& message);
     // Stores level and outputs and drops the per-level fan-outs.
     void reconfigure(std::int32_t level, OutputLevels outputs);
 
-private:
+  private:
     class FanOut;
 
     Logger* m_logger;
@@ -136,7 +139,7 @@ private:
 };
 
 class Logger::Logged : public virtual Identity {
-public:
+  public:
     Logged();
     Logged(Logger& logger, const std::string& module, const std::string& instance);
     Logged(const std::string& module, const std::string& instance, const std::string& logName,
@@ -148,7 +151,7 @@ public:
     void log(std::int32_t level, const char* file, std::int32_t line,
              const std::string& message) const;
 
-private:
+  private:
     void attach(Logger& logger, const std::string& module, const std::string& instance);
     void giveOwnLogFile(Logger& logger, const std::string& logName, std::uint64_t maxSize);
 
@@ -157,19 +160,17 @@ private:
 
 // One per statement: collects the text and delivers it when it goes.
 class LogStatement {
-public:
+  public:
     LogStatement(const Logger::Logged& object, std::int32_t level, const char* file,
                  std::int32_t line)
-        : m_object(&object), m_level(level), m_file(file), m_line(line)
-    {
-    }
+        : m_object(&object), m_level(level), m_file(file), m_line(line) {}
     ~LogStatement() { m_object->log(m_level, m_file, m_line, m_stream.str()); }
     LogStatement(const LogStatement&) = delete;
     LogStatement& operator=(const LogStatement&) = delete;
 
     std::ostream& stream() { return m_stream; }
 
-private:
+  private:
     std::ostringstream m_stream;
     const Logger::Logged* m_object;
     std::int32_t m_level;
@@ -181,11 +182,11 @@ private:
 // a blank, as the banner lines begin.
 const std::string& buildBanner();
 
-} // namespace qn::sys
+}  // namespace qn::sys
 
 // The one form of a log statement: the level test first, then the text, which
 // is not evaluated at all when the level is off. A loop rather than an if, so
 // that the statement nests under an unbraced if without a dangling else.
-#define QN_LOG(object, level)                                                                      \
-    for (bool qnLogOn_ = (object).isEnabled(level); qnLogOn_; qnLogOn_ = false)                   \
+#define QN_LOG(object, level)                                                   \
+    for (bool qnLogOn_ = (object).isEnabled(level); qnLogOn_; qnLogOn_ = false) \
     ::qn::sys::LogStatement((object), (level), __FILE__, __LINE__).stream()

@@ -5,10 +5,10 @@ namespace qn::sys {
 void LoggerConfiguration::readGlobals(const std::string&, Globals&) {}
 
 void LoggerConfiguration::resolveModule(Logger&, const std::string&, std::int32_t&,
-                                        Logger::OutputLevels&)
-{
+                                        Logger::OutputLevels&) {}
+
+Logger::Output* LoggerConfiguration::makeOutput(Logger&, const std::string&) {
+    return nullptr;
 }
 
-Logger::Output* LoggerConfiguration::makeOutput(Logger&, const std::string&) { return nullptr; }
-
-} // namespace qn::sys
+}  // namespace qn::sys

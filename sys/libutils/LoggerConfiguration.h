@@ -12,11 +12,11 @@ namespace qn::sys {
 // names an output (makeOutput), always under its lock. This base answers as if
 // nothing were configured; a persistent-tree source overrides it.
 class LoggerConfiguration {
-public:
+  public:
     struct Globals {
         std::int32_t fileVerbosity = Logger::INFO;
         std::uint64_t fileSize = 102400;
-        std::string directory; // empty, or with its final separator
+        std::string directory;  // empty, or with its final separator
     };
 
     virtual ~LoggerConfiguration() = default;
@@ -32,4 +32,4 @@ public:
     virtual Logger::Output* makeOutput(Logger& logger, const std::string& name);
 };
 
-} // namespace qn::sys
+}  // namespace qn::sys

@@ -17,8 +17,7 @@ struct Generator {
     mbedtls_havege_state state;
 };
 
-Generator& generator()
-{
+Generator& generator() {
     static Generator instance;
     return instance;
 }
@@ -26,14 +25,13 @@ Generator& generator()
 // Built at static initialisation, before any cipher object can need it.
 [[maybe_unused]] Generator& g_builtEarly = generator();
 
-} // namespace
+}  // namespace
 
-void RandomSource::fill(void* buffer, std::size_t length)
-{
+void RandomSource::fill(void* buffer, std::size_t length) {
     Generator& g = generator();
     std::lock_guard<std::mutex> guard(g.lock);
     if (mbedtls_havege_random(&g.state, static_cast<unsigned char*>(buffer), length) != 0)
         std::memset(buffer, 0xA5, length);
 }
 
-} // namespace qn::sys::encryption
+}  // namespace qn::sys::encryption

@@ -20,8 +20,7 @@ namespace {
 constexpr unsigned kSlots = 8;
 constexpr std::size_t kKeyLength = 16;
 
-void usage(std::ostream& out)
-{
+void usage(std::ostream& out) {
     out << "usage: qnkeytable [-o FILE] [--identity N] KEY\n"
            "  KEY            the log line key, 32 hexadecimal digits\n"
            "  -o FILE        write the source to FILE instead of standard output\n"
@@ -31,8 +30,7 @@ void usage(std::ostream& out)
            "to use the table.\n";
 }
 
-bool parseHexKey(const std::string& text, std::uint8_t* key)
-{
+bool parseHexKey(const std::string& text, std::uint8_t* key) {
     if (text.size() != 2 * kKeyLength)
         return false;
     for (std::size_t i = 0; i < kKeyLength; ++i) {
@@ -55,15 +53,13 @@ bool parseHexKey(const std::string& text, std::uint8_t* key)
     return true;
 }
 
-std::uint32_t randomWord()
-{
+std::uint32_t randomWord() {
     std::uint32_t w;
     RandomSource::fill(&w, sizeof w);
     return w;
 }
 
-void writeBytes(std::ostream& out, const char* name, const std::uint8_t* bytes, std::size_t n)
-{
+void writeBytes(std::ostream& out, const char* name, const std::uint8_t* bytes, std::size_t n) {
     out << "const std::uint8_t " << name << "[" << n << "] = {";
     for (std::size_t i = 0; i < n; ++i) {
         char hex[8];
@@ -73,10 +69,9 @@ void writeBytes(std::ostream& out, const char* name, const std::uint8_t* bytes, 
     out << "};\n";
 }
 
-} // namespace
+}  // namespace
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     std::string outName, keyText;
     std::uint32_t identity = randomWord();
     for (int i = 1; i < argc; ++i) {
@@ -121,7 +116,8 @@ int main(int argc, char** argv)
     const KeyTable table{words.data(), offsets.data(), offsets.size(), mask, salt};
     Key<kKeyLength> check;
     std::uint32_t checkIdentity = 0;
-    if (!fetchKeyRecord(table, kLogLineKeySlot, mask, salt, kKeyLength, check.data(), checkIdentity) ||
+    if (!fetchKeyRecord(table, kLogLineKeySlot, mask, salt, kKeyLength, check.data(),
+                        checkIdentity) ||
         std::memcmp(check.data(), key.data(), kKeyLength) != 0 || checkIdentity != identity) {
         std::cerr << "qnkeytable: the generated record does not give the key back\n";
         return 1;

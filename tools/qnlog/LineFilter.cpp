@@ -5,8 +5,7 @@
 
 namespace qn::tools::qnlog {
 
-bool LineFilter::accepts(std::string_view plainLine) const
-{
+bool LineFilter::accepts(std::string_view plainLine) const {
     if (!active())
         return true;
     sys::logline::Fields fields;
@@ -26,4 +25,4 @@ bool LineFilter::accepts(std::string_view plainLine) const
     return true;
 }
 
-} // namespace qn::tools::qnlog
+}  // namespace qn::tools::qnlog

@@ -8,14 +8,12 @@ namespace qn::tools::qnlog {
 
 LogFollower::LogFollower(std::string path) : m_path(std::move(path)) {}
 
-LogFollower::~LogFollower()
-{
+LogFollower::~LogFollower() {
     if (m_fd >= 0)
         ::close(m_fd);
 }
 
-bool LogFollower::open()
-{
+bool LogFollower::open() {
     const int fd = ::open(m_path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
@@ -34,8 +32,7 @@ bool LogFollower::open()
     return true;
 }
 
-bool LogFollower::drain(const LineHandler& onLine)
-{
+bool LogFollower::drain(const LineHandler& onLine) {
     bool any = false;
     char buffer[65536];
     for (;;) {
@@ -56,8 +53,7 @@ bool LogFollower::drain(const LineHandler& onLine)
     return any;
 }
 
-bool LogFollower::rotated() const
-{
+bool LogFollower::rotated() const {
     struct stat st;
     // A missing name is a rotation still under way: keep the old file.
     if (::stat(m_path.c_str(), &st) != 0)
@@ -65,8 +61,7 @@ bool LogFollower::rotated() const
     return st.st_dev != m_dev || st.st_ino != m_ino || st.st_size < m_position;
 }
 
-bool LogFollower::poll(const LineHandler& onLine, const FileHandler& onNewFile)
-{
+bool LogFollower::poll(const LineHandler& onLine, const FileHandler& onNewFile) {
     if (m_fd < 0 && !open())
         return false;
     bool any = drain(onLine);
@@ -83,4 +78,4 @@ bool LogFollower::poll(const LineHandler& onLine, const FileHandler& onNewFile)
     return any;
 }
 
-} // namespace qn::tools::qnlog
+}  // namespace qn::tools::qnlog

@@ -12,7 +12,7 @@ namespace qn::tools::qnlog {
 // old one is rotated away (renamed, removed, or cut short). It never waits:
 // the caller polls.
 class LogFollower {
-public:
+  public:
     using LineHandler = std::function<void(std::string_view line)>;
     using FileHandler = std::function<void()>;
 
@@ -26,7 +26,7 @@ public:
     // first line of a file taken over after rotation. True if anything happened.
     bool poll(const LineHandler& onLine, const FileHandler& onNewFile);
 
-private:
+  private:
     bool drain(const LineHandler& onLine);
     bool rotated() const;
 
@@ -38,4 +38,4 @@ private:
     std::string m_partial;
 };
 
-} // namespace qn::tools::qnlog
+}  // namespace qn::tools::qnlog

@@ -10,12 +10,9 @@
 namespace qn::tools::qnlog {
 
 QnlogApp::QnlogApp(std::istream& in, std::ostream& out, std::ostream& err)
-    : m_in(in), m_out(out), m_err(err)
-{
-}
+    : m_in(in), m_out(out), m_err(err) {}
 
-void QnlogApp::usage(std::ostream& out)
-{
+void QnlogApp::usage(std::ostream& out) {
     out << "usage: qnlog [options] [FILE...]\n"
            "Decrypts armoured log files (or standard input, also for \"-\") and prints\n"
            "their lines as they were written. A new chain (a new run appending to the\n"
@@ -35,31 +32,29 @@ void QnlogApp::usage(std::ostream& out)
            "2 wrong usage or a file that cannot be opened.\n";
 }
 
-void QnlogApp::readLine(std::string_view line, const std::string& source, std::size_t number)
-{
+void QnlogApp::readLine(std::string_view line, const std::string& source, std::size_t number) {
     switch (m_reader.read(line, m_text)) {
-    case sys::LogReader::Result::Plain:
-        if (m_reportRestarts && m_reader.restarted())
-            m_err << "qnlog: " << source << ":" << number << ": a new chain begins\n";
-        if (m_filter.accepts(m_text))
-            m_out << m_text << '\n';
-        break;
-    case sys::LogReader::Result::Empty:
-        break;
-    case sys::LogReader::Result::NotArmoured:
-        m_unreadable = true;
-        m_err << "qnlog: " << source << ":" << number << ": not an armoured log line\n";
-        break;
-    case sys::LogReader::Result::Undecryptable:
-        m_unreadable = true;
-        m_err << "qnlog: " << source << ":" << number
-              << ": cannot be decrypted (its chain began before the input)\n";
-        break;
+        case sys::LogReader::Result::Plain:
+            if (m_reportRestarts && m_reader.restarted())
+                m_err << "qnlog: " << source << ":" << number << ": a new chain begins\n";
+            if (m_filter.accepts(m_text))
+                m_out << m_text << '\n';
+            break;
+        case sys::LogReader::Result::Empty:
+            break;
+        case sys::LogReader::Result::NotArmoured:
+            m_unreadable = true;
+            m_err << "qnlog: " << source << ":" << number << ": not an armoured log line\n";
+            break;
+        case sys::LogReader::Result::Undecryptable:
+            m_unreadable = true;
+            m_err << "qnlog: " << source << ":" << number
+                  << ": cannot be decrypted (its chain began before the input)\n";
+            break;
     }
 }
 
-int QnlogApp::readStream(std::istream& in, const std::string& source)
-{
+int QnlogApp::readStream(std::istream& in, const std::string& source) {
     startSource();
     std::string line;
     std::size_t number = 0;
@@ -69,8 +64,7 @@ int QnlogApp::readStream(std::istream& in, const std::string& source)
     return kAllRead;
 }
 
-int QnlogApp::follow(const std::string& path)
-{
+int QnlogApp::follow(const std::string& path) {
     LogFollower follower(path);
     if (!follower.open()) {
         m_err << "qnlog: cannot open " << path << "\n";
@@ -95,8 +89,7 @@ int QnlogApp::follow(const std::string& path)
     return m_unreadable ? kSomeUnreadable : kAllRead;
 }
 
-int QnlogApp::run(const std::vector<std::string>& args)
-{
+int QnlogApp::run(const std::vector<std::string>& args) {
     bool followMode = false;
     std::vector<std::string> files;
     for (std::size_t i = 0; i < args.size(); ++i) {
@@ -156,4 +149,4 @@ int QnlogApp::run(const std::vector<std::string>& args)
     return status;
 }
 
-} // namespace qn::tools::qnlog
+}  // namespace qn::tools::qnlog

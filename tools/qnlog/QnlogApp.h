@@ -18,7 +18,7 @@ enum ExitCode { kAllRead = 0, kSomeUnreadable = 1, kUsage = 2 };
 // The reader's command: decrypts armoured logs from files or standard input
 // and prints the plain lines that pass the filters.
 class QnlogApp {
-public:
+  public:
     QnlogApp(std::istream& in, std::ostream& out, std::ostream& err);
 
     int run(const std::vector<std::string>& args);
@@ -33,7 +33,7 @@ public:
 
     static void usage(std::ostream& out);
 
-private:
+  private:
     int readStream(std::istream& in, const std::string& source);
     int follow(const std::string& path);
 
@@ -48,4 +48,4 @@ private:
     std::atomic<bool> m_stop{false};
 };
 
-} // namespace qn::tools::qnlog
+}  // namespace qn::tools::qnlog

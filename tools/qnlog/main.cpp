@@ -7,15 +7,13 @@
 
 namespace {
 qn::tools::qnlog::QnlogApp* g_app = nullptr;
-extern "C" void onSignal(int)
-{
+extern "C" void onSignal(int) {
     if (g_app != nullptr)
         g_app->stop();
 }
-} // namespace
+}  // namespace
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
     qn::tools::qnlog::QnlogApp app(std::cin, std::cout, std::cerr);
     g_app = &app;
