@@ -12,8 +12,9 @@ namespace {
 
 // Every module's lines go to one recorder; modules named in `quiet` are set to FATAL.
 struct Recorder : Logger::Output {
-    void write(std::int64_t, std::int32_t level, const char*, std::int32_t, const std::string& module,
-               const std::string&, const char*, const std::string& message) override {
+    void write(std::int64_t, std::int32_t level, const char*, std::int32_t,
+               const std::string& module, const std::string&, const char*,
+               const std::string& message) override {
         lines.push_back(module + ":" + std::to_string(level) + ":" + message);
     }
     std::vector<std::string> lines;
@@ -67,9 +68,9 @@ class Assertion : public qn::test::HiveFixture {
 TEST_F(Assertion, DefaultLogsAndCallsTheCrashDumpHookThenGoesOn) {
     int line = 0;
     EXPECT_EQ(failOnce(line), "");
-    const std::vector<std::string> expected{
-        "AssertLogger:2:Assert failure: one == 2 at line " + std::to_string(line) +
-        " in file tests/sys/libutils/AssertTest.cpp"};
+    const std::vector<std::string> expected{"AssertLogger:2:Assert failure: one == 2 at line " +
+                                            std::to_string(line) +
+                                            " in file tests/sys/libutils/AssertTest.cpp"};
     EXPECT_EQ(logged(), expected);
     ASSERT_EQ(m_seam.lines().size(), 1u);
     EXPECT_EQ(m_seam.lines()[0].module, "AssertCrashDumper");
@@ -104,13 +105,15 @@ TEST_F(Assertion, FourTellsTheUserOnStandardErrorWithoutNewline) {
     const std::string said = failOnce(line);
     EXPECT_EQ(said, "Assert failure: one == 2 at line " + std::to_string(line) +
                         " in file tests/sys/libutils/AssertTest.cpp");
-    EXPECT_EQ(logged(), std::vector<std::string>{"AssertMessager:6:Warning user of assert failure."});
+    EXPECT_EQ(logged(),
+              std::vector<std::string>{"AssertMessager:6:Warning user of assert failure."});
 
     // Wide text leaves the stream in hexadecimal, which the line number then shows.
     ::testing::internal::CaptureStderr();
     assertFailed(L"a\u00e9b", L"f", 255);
     std::cerr << std::dec;
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Assert failure: ae9b at line ff in file f");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "Assert failure: ae9b at line ff in file f");
 }
 
 TEST_F(Assertion, TwelveTellsTheUserThenAborts) {
