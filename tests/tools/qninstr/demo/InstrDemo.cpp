@@ -1,6 +1,6 @@
 // qninstr_demo [directory [seconds]]: an instrumented program that counts
 // frames until it is stopped, for qninstr to read. Prints "ready" once its
-// counters are in place.
+// counters are in place. An empty directory means the default one.
 
 #include <unistd.h>
 
@@ -52,7 +52,7 @@ int main(int argc, char** argv) {
     std::signal(SIGINT, onSignal);
     std::unique_ptr<Manager> own;
     Manager* manager = nullptr;
-    if (argc > 1) {
+    if (argc > 1 && argv[1][0] != '\0') {
         own = std::make_unique<Manager>(argv[1], qn::sys::executableName(), Manager::kDefaultSlots);
         manager = own.get();
     } else {
