@@ -1,29 +1,16 @@
 #include "sys/libutils/CollectionImpl.h"
 
-#include "sys/libutils/OptionAssert.h"
-
 namespace qn::sys::option {
 
 void CollectionImpl::load(DataStore& store, const std::string& key) {
-    DataStore* child = store.getChild(key, false);
-    if (child == nullptr) {
-        return;
-    }
-    std::vector<std::string> names;
-    listElements(*child, names);
-    Members fresh;
-    for (const auto& name : names) {
-        std::unique_ptr<Option> element = createElement(name);
-        element->load(*child);
-        fresh.push_back(std::move(element));
-    }
-    members().swap(fresh);
+    reloadMembers(
+        store, key,
+        [this](DataStore& child, std::vector<std::string>& names) { listElements(child, names); },
+        [this](const std::string& name) { return createElement(name); });
 }
 
 void CollectionImpl::save(DataStore& store, const std::string& key) {
-    store.remove(key);
-    DataStore* collectionData = store.getChild(key, true);
-    QN_OPTION_ASSERT(collectionData != 0);
+    DataStore* collectionData = recreateChild(store, key);
     if (collectionData == nullptr) {
         return;
     }

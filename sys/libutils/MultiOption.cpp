@@ -32,6 +32,31 @@ MultiOption::Members MultiOption::cloneAll(const Members& from) {
     return made;
 }
 
+bool MultiOption::reloadMembers(DataStore& store, const std::string& key, const ElementLister& list,
+                                const ElementMaker& make) {
+    DataStore* child = store.getChild(key, false);
+    if (child == nullptr) {
+        return false;
+    }
+    std::vector<std::string> names;
+    list(*child, names);
+    Members made;
+    for (const auto& name : names) {
+        std::unique_ptr<Option> element = make(name);
+        element->load(*child);
+        made.push_back(std::move(element));
+    }
+    m_options.swap(made);
+    return true;
+}
+
+DataStore* MultiOption::recreateChild(DataStore& store, const std::string& key) {
+    store.remove(key);
+    DataStore* collectionData = store.getChild(key, true);
+    QN_OPTION_ASSERT(collectionData != 0);
+    return collectionData;
+}
+
 void MultiOption::parseArguments(int& /*count*/, char** /*arguments*/) {}
 
 std::string MultiOption::getCommandLine() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -39,6 +40,17 @@ class MultiOption : public Option {
     Members& members() { return m_options; }
     const Members& members() const { return m_options; }
     static Members cloneAll(const Members& from);
+    using ElementLister = std::function<void(DataStore&, std::vector<std::string>&)>;
+    using ElementMaker = std::function<std::unique_ptr<Option>(const std::string&)>;
+    // Replaces all members by one element per name that `list` finds under
+    // the key, each made by `make` and loaded. False, and nothing changed, if
+    // the key is absent. A failure destroys the elements made so far and
+    // passes on, so the members stay as they were.
+    bool reloadMembers(DataStore& store, const std::string& key, const ElementLister& list,
+                       const ElementMaker& make);
+    // Empties the key by removing it, then makes it again: a container's save
+    // rewrites its whole content.
+    static DataStore* recreateChild(DataStore& store, const std::string& key);
 
   private:
     Members m_options;

@@ -1,7 +1,5 @@
 #include "sys/libutils/PointerMap.h"
 
-#include "sys/libutils/OptionAssert.h"
-
 namespace qn::sys::option {
 
 void PointerMap::listElements(DataStore& store, std::vector<std::string>& names) {
@@ -39,9 +37,7 @@ void PointerMap::load(DataStore& store, const std::string& key) {
 }
 
 void PointerMap::save(DataStore& store, const std::string& key) {
-    store.remove(key);
-    DataStore* collectionData = store.getChild(key, true);
-    QN_OPTION_ASSERT(collectionData != 0);
+    DataStore* collectionData = recreateChild(store, key);
     if (collectionData == nullptr) {
         return;
     }
