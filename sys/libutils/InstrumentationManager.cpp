@@ -147,11 +147,11 @@ void* Manager::allocate(Kind kind, const std::string& name) {
 }
 
 void Manager::release(Kind kind, const std::string& name) {
+    std::lock_guard<Mutex> guard(m_mutex);
     std::uint32_t& head = m_header->heads[static_cast<std::uint32_t>(kind)];
     if (head == kNoSlot) {
         return;
     }
-    std::lock_guard<Mutex> guard(m_mutex);
     const std::size_t limit = kind == Kind::Wide ? kMaxName64 : kMaxName32;
     const std::string kept = name.substr(0, limit);
     for (std::uint32_t* link = &head; *link != kNoSlot; link = &next(*link)) {
