@@ -1,11 +1,16 @@
 #include "sys/libutils/OptionBlob.h"
 
+#include <algorithm>
 #include <limits>
 #include <sstream>
 
 #include "sys/libutils/OptionAssert.h"
 
 namespace qn::sys::option {
+
+namespace {
+constexpr unsigned int kMaxBlobSize = 1u << 20;
+}  // namespace
 
 Blob::Blob(std::string name, const std::string& defaultText, std::string description,
            std::string parameterName)
@@ -23,6 +28,9 @@ void Blob::readForm(std::istream& stream) {
     m_blob.clear();
     unsigned int size = 0;
     stream >> std::hex >> size;
+    // The one bound: a count word of eight digits would otherwise ask for
+    // gigabytes of repeated bytes.
+    size = std::min(size, kMaxBlobSize);
     unsigned int byte = 0;
     for (unsigned int i = 0; i < size; ++i) {
         if (!stream) {

@@ -121,6 +121,11 @@ TEST(OptionValue, BlobTextFormAndCommandLineSpan) {
     auto copy = data.clone();
     EXPECT_EQ(copy->getSource(), SourceDefault);
     EXPECT_EQ(copy->getValueText(), "4 1 2 2 2");
+
+    // A count word far beyond any setting is held to a megabyte.
+    data.set(std::string("ffffffff 7"));
+    EXPECT_EQ(data.get().size(), std::size_t(1) << 20);
+    EXPECT_EQ(data.get().back(), 7);
 }
 
 TEST(OptionValue, StringWithoutWordRefusesAndCloneKeepsSource) {
