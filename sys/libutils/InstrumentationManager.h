@@ -64,7 +64,6 @@ class Manager {
     std::unique_ptr<SharedMemoryOwner> m_region;
     layout::Header* m_header = nullptr;
     std::uint8_t* m_slots = nullptr;
-    std::uint32_t m_slotCount;
     std::string m_name;
 };
 
