@@ -66,10 +66,7 @@ Manager::Manager(const std::string& directoryName, const std::string& name, std:
     : Manager(std::make_unique<Directory>(directoryName), name, slots) {}
 
 Manager::Manager(std::unique_ptr<Directory> directory, const std::string& name, std::uint32_t slots)
-    : m_directory(std::move(directory)),
-      m_size(regionSize(slots)),
-      m_slotCount(slots),
-      m_name(name) {
+    : m_directory(std::move(directory)), m_size(regionSize(slots)), m_name(name) {
     m_directory->addOwn(name);
     std::uint8_t* address = nullptr;
     if (m_directory->hasNamedLock()) {
