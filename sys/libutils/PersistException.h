@@ -1,0 +1,33 @@
+#pragma once
+
+#include <exception>
+
+namespace qn::sys {
+
+// The persistent tree's own failures: fixed texts and no further data.
+class PersistException : public std::exception {
+  public:
+    const char* what() const noexcept override { return "Persistent tree failure"; }
+};
+
+class PersistNotFound : public PersistException {
+  public:
+    const char* what() const noexcept override { return "Persistent value not found"; }
+};
+
+class PersistBadLeaf : public PersistException {
+  public:
+    const char* what() const noexcept override { return "Persistent name is not a leaf"; }
+};
+
+class PersistBadFlags : public PersistException {
+  public:
+    const char* what() const noexcept override { return "PersistFlags not valid for operation"; }
+};
+
+class PersistBadAccess : public PersistException {
+  public:
+    const char* what() const noexcept override { return "Persistent access failure"; }
+};
+
+}  // namespace qn::sys
