@@ -1,0 +1,36 @@
+#include "platform/sim/SimManagerProxy.h"
+
+namespace qn::platform::sim {
+
+void SimManagerProxy::invoke(const std::string& selector, const std::vector<Value>& arguments) {
+    SimManagerEvent event;
+    event.kind = SimManagerEvent::Kind::Call;
+    event.name = selector;
+    event.arguments = arguments;
+
+    auto state = m_state.lock();
+    if (!state || !state->registered || state->generation != m_generation) {
+        if (state) {
+            event.time = state->runLoop->nowSeconds();
+            event.delivered = false;
+            event.raised = SimManager::kConnectionInvalidReason;
+            state->record(event);
+        }
+        throw ProxyException(SimManager::kConnectionInvalidReason);
+    }
+    event.time = state->runLoop->nowSeconds();
+    const auto failure = state->failures.find(selector);
+    if (failure == state->failures.end()) {
+        state->record(event);
+        return;
+    }
+    const std::string reason = failure->second.reason;
+    if (failure->second.times > 0 && --failure->second.times == 0) {
+        state->failures.erase(failure);
+    }
+    event.raised = reason;
+    state->record(event);
+    throw ProxyException(reason);
+}
+
+}  // namespace qn::platform::sim

@@ -1,0 +1,71 @@
+#include "platform/sim/SimRunLoop.h"
+
+#include <algorithm>
+
+namespace qn::platform::sim {
+
+SimRunLoop::WorkId SimRunLoop::schedule(Nanoseconds deadline, std::function<void()> work) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const WorkId id = m_nextId++;
+    m_work.emplace(std::make_pair(std::max(deadline, now()), id), std::move(work));
+    return id;
+}
+
+bool SimRunLoop::cancel(WorkId id) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (auto i = m_work.begin(); i != m_work.end(); ++i) {
+        if (i->first.second == id) {
+            m_work.erase(i);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool SimRunLoop::runOneDueBy(Nanoseconds limit) {
+    std::function<void()> work;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_work.empty() || m_work.begin()->first.first > limit) {
+            return false;
+        }
+        auto first = m_work.begin();
+        m_now.store(std::max(first->first.first, now()));
+        work = std::move(first->second);
+        m_work.erase(first);
+    }
+    // Run unlocked: the work may schedule or cancel work.
+    work();
+    return true;
+}
+
+void SimRunLoop::advance(Nanoseconds duration) {
+    const Nanoseconds target = now() + std::max<Nanoseconds>(duration, 0);
+    while (runOneDueBy(target)) {
+    }
+    m_now.store(std::max(target, now()));
+}
+
+void SimRunLoop::runUntil(Nanoseconds horizon) {
+    while (runOneDueBy(horizon)) {
+    }
+}
+
+void SimRunLoop::sleep(Nanoseconds duration) {
+    m_now.store(now() + std::max<Nanoseconds>(duration, 0));
+}
+
+std::size_t SimRunLoop::pendingCount() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_work.size();
+}
+
+std::optional<SimRunLoop::Nanoseconds> SimRunLoop::nextDeadline() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_work.empty()) {
+        return std::nullopt;
+    }
+    return m_work.begin()->first.first;
+}
+
+}  // namespace qn::platform::sim

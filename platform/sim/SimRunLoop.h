@@ -1,0 +1,56 @@
+#pragma once
+// The main thread's run loop on virtual time. Work is scheduled at a virtual deadline;
+// advance() fires everything due in deadline order, work with the same deadline in the
+// order it was scheduled, including work scheduled by the work itself.
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace qn::platform::sim {
+
+class SimRunLoop {
+  public:
+    using Nanoseconds = std::int64_t;
+    using WorkId = std::uint64_t;
+    static constexpr Nanoseconds kSecond = 1000000000;
+
+    // Virtual time since the host was made.
+    Nanoseconds now() const { return m_now.load(); }
+    double nowSeconds() const { return static_cast<double>(now()) / kSecond; }
+
+    // May be called from any thread. A deadline in the past means now.
+    WorkId schedule(Nanoseconds deadline, std::function<void()> work);
+    WorkId post(std::function<void()> work) { return schedule(now(), std::move(work)); }
+    // False when the work has already run or was cancelled.
+    bool cancel(WorkId id);
+
+    // Runs everything due up to now + duration, then leaves the clock there.
+    void advance(Nanoseconds duration);
+    void advanceSeconds(double seconds) { advance(static_cast<Nanoseconds>(seconds * kSecond)); }
+    // Runs what is due now, including work that it schedules for now.
+    void runPending() { advance(0); }
+    // Runs until nothing is scheduled at or before the horizon; the clock ends at the last
+    // deadline run (or stays, if nothing ran).
+    void runUntil(Nanoseconds horizon);
+    // Moves the clock without running anything: the main thread is blocked.
+    void sleep(Nanoseconds duration);
+
+    std::size_t pendingCount() const;
+    std::optional<Nanoseconds> nextDeadline() const;
+
+  private:
+    bool runOneDueBy(Nanoseconds limit);
+
+    std::atomic<Nanoseconds> m_now{0};
+    mutable std::mutex m_mutex;
+    WorkId m_nextId = 1;
+    // Ordered by deadline, then by scheduling order.
+    std::map<std::pair<Nanoseconds, WorkId>, std::function<void()>> m_work;
+};
+
+}  // namespace qn::platform::sim
