@@ -1,0 +1,163 @@
+#include "tools/qnscenario/ScenarioPlayer.h"
+
+#include "platform/Quartz.h"
+#include "tools/qnscenario/ValueJson.h"
+
+namespace qn::tools::qnscenario {
+
+using platform::sim::SimManagerEvent;
+
+namespace {
+
+nlohmann::ordered_json arguments(const std::vector<platform::Value>& values) {
+    auto array = nlohmann::ordered_json::array();
+    for (const auto& value : values) {
+        array.push_back(valueToJson(value));
+    }
+    return array;
+}
+
+nlohmann::ordered_json managerLine(const SimManagerEvent& event) {
+    switch (event.kind) {
+        case SimManagerEvent::Kind::Lookup:
+            return {{"lookup", event.name}, {"found", event.found}};
+        case SimManagerEvent::Kind::Call: {
+            nlohmann::ordered_json line{{"call", event.name}, {"args", arguments(event.arguments)}};
+            if (!event.delivered) {
+                line["delivered"] = false;
+            }
+            if (!event.raised.empty()) {
+                line["raised"] = event.raised;
+            }
+            return line;
+        }
+        case SimManagerEvent::Kind::Post:
+            return {{"post", event.name}, {"userInfo", valueToJson(event.userInfo)}};
+        case SimManagerEvent::Kind::Died:
+            return {{"manager", "died"}};
+        case SimManagerEvent::Kind::Registered:
+            return {{"manager", "registered"}};
+    }
+    return {};
+}
+
+std::string joined(const std::vector<std::string>& names) {
+    std::string text;
+    for (const auto& name : names) {
+        text += (text.empty() ? "" : ", ") + name;
+    }
+    return "[" + text + "]";
+}
+
+}  // namespace
+
+ScenarioPlayer::ScenarioPlayer(std::ostream& out)
+    : m_out(out), m_world(m_host), m_backend(m_host.backend()) {
+    m_host.manager().setListener(
+        [this](const SimManagerEvent& event) { write(managerLine(event)); });
+}
+
+ScenarioPlayer::~ScenarioPlayer() {
+    if (m_watching) {
+        platform::quartz().CGDisplayRemoveReconfigurationCallback(&reconfigurationCallback, this);
+    }
+    m_host.foundation().distributedCenter().removeObserver(this);
+    m_host.manager().setListener(nullptr);
+}
+
+bool ScenarioPlayer::play(const Scenario& scenario, std::string& failure) {
+    scenario.setUp(*this);
+    for (const auto& step : scenario.steps) {
+        std::string why;
+        if (!step.run(*this, why)) {
+            failure = "line " + std::to_string(step.line) + ": " + step.kind + ": " + why;
+            return false;
+        }
+    }
+    // What is due now still happens; a scenario ends when its last step has.
+    m_host.runLoop().runPending();
+    m_host.coreAudio().flush();
+    const auto faults = m_host.faults().list();
+    if (!faults.empty()) {
+        failure = "the host saw objects misused: " + faults.front();
+        return false;
+    }
+    return true;
+}
+
+void ScenarioPlayer::write(const nlohmann::ordered_json& line) {
+    nlohmann::ordered_json stamped{{"t", m_host.runLoop().nowSeconds()}};
+    for (const auto& [key, value] : line.items()) {
+        stamped[key] = value;
+    }
+    m_out << stamped.dump() << '\n';
+}
+
+void ScenarioPlayer::connect() {
+    m_proxy = platform::foundation().rootProxyForConnectionWithRegisteredName(
+        platform::sim::SimManager::kRegisteredName, nullptr);
+    m_proxy.setProtocolForProxy("QNUAMessageHandlerProtocol");
+}
+
+void ScenarioPlayer::call(const std::string& selector,
+                          const std::vector<platform::Value>& arguments) {
+    try {
+        // A call without a proxy does nothing, as a message to nil.
+        m_proxy.call(selector, arguments);
+    } catch (const platform::ProxyException& e) {
+        write({{"agent", "exception"}, {"call", selector}, {"reason", e.reason()}});
+    }
+}
+
+void ScenarioPlayer::observe(const std::string& name) {
+    platform::foundation().distributedCenter().addObserver(
+        this,
+        [this](const platform::NSNotification& notification) {
+            m_observed.push_back(notification.name);
+            write({{"agent", "notification"},
+                   {"name", notification.name},
+                   {"userInfo", valueToJson(notification.userInfo)}});
+        },
+        name, nullptr);
+}
+
+void ScenarioPlayer::reconfigurationCallback(platform::CGDirectDisplayID display,
+                                             platform::CGDisplayChangeSummaryFlags flags,
+                                             void* player) {
+    static_cast<ScenarioPlayer*>(player)->write(
+        {{"agent", "reconfiguration"}, {"display", display}, {"flags", flags}});
+}
+
+void ScenarioPlayer::watchDisplays() {
+    if (!m_watching) {
+        m_watching = platform::quartz().CGDisplayRegisterReconfigurationCallback(
+                         &reconfigurationCallback, this) == platform::kCGErrorSuccess;
+    }
+}
+
+bool ScenarioPlayer::expectCalls(const std::vector<std::string>& selectors, std::string& why) {
+    const auto calls = m_host.manager().calls();
+    std::vector<std::string> seen;
+    for (auto i = m_callsChecked; i < calls.size(); ++i) {
+        seen.push_back(calls[i].name);
+    }
+    m_callsChecked = calls.size();
+    if (seen == selectors) {
+        return true;
+    }
+    why = "expected calls " + joined(selectors) + ", the Manager got " + joined(seen);
+    return false;
+}
+
+bool ScenarioPlayer::expectObserved(const std::vector<std::string>& names, std::string& why) {
+    std::vector<std::string> seen(m_observed.begin() + static_cast<long>(m_observedChecked),
+                                  m_observed.end());
+    m_observedChecked = m_observed.size();
+    if (seen == names) {
+        return true;
+    }
+    why = "expected notifications " + joined(names) + ", observed " + joined(seen);
+    return false;
+}
+
+}  // namespace qn::tools::qnscenario

@@ -1,0 +1,60 @@
+#pragma once
+// Plays a scenario on a simulated host installed as the process's backend, and writes
+// the transcript as JSON lines: what the simulated Manager saw, and what a stand-in for
+// the agent saw through the ports.
+
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "platform/Backend.h"
+#include "platform/Foundation.h"
+#include "platform/sim/SimHost.h"
+#include "platform/sim/SimWorld.h"
+#include "tools/qnscenario/Scenario.h"
+
+namespace qn::tools::qnscenario {
+
+class ScenarioPlayer {
+  public:
+    explicit ScenarioPlayer(std::ostream& out);
+    ~ScenarioPlayer();
+
+    // Sets the world up and runs the steps; false with the reason in `failure` when an
+    // expectation failed or the host saw objects misused.
+    bool play(const Scenario& scenario, std::string& failure);
+
+    platform::sim::SimHost& host() { return m_host; }
+    platform::sim::SimWorld& world() { return m_world; }
+
+    // Stand-in for the agent, through the ports.
+    void connect();
+    void call(const std::string& selector, const std::vector<platform::Value>& arguments);
+    void observe(const std::string& name);
+    void watchDisplays();
+
+    // Expectations over what happened since the previous expectation. On failure the
+    // reason is written to `why`.
+    bool expectCalls(const std::vector<std::string>& selectors, std::string& why);
+    bool expectObserved(const std::vector<std::string>& names, std::string& why);
+
+    // One line of the transcript, stamped with the virtual time.
+    void write(const nlohmann::ordered_json& line);
+
+  private:
+    static void reconfigurationCallback(platform::CGDirectDisplayID display,
+                                        platform::CGDisplayChangeSummaryFlags flags, void* player);
+
+    std::ostream& m_out;
+    platform::sim::SimHost m_host;
+    platform::sim::SimWorld m_world;
+    platform::ScopedBackend m_backend;
+    platform::ProxyRef m_proxy;
+    bool m_watching = false;
+    std::size_t m_callsChecked = 0;
+    std::vector<std::string> m_observed;
+    std::size_t m_observedChecked = 0;
+};
+
+}  // namespace qn::tools::qnscenario

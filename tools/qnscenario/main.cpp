@@ -1,0 +1,72 @@
+// qnscenario: plays a scenario file on the simulated host and prints the transcript.
+
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include "tools/qnscenario/Scenario.h"
+#include "tools/qnscenario/ScenarioPlayer.h"
+
+namespace {
+
+constexpr const char* kUsage =
+    "usage: qnscenario [--help] SCENARIO.json\n"
+    "\n"
+    "Plays a scenario on the simulated host, on virtual time, and prints one JSON\n"
+    "object per line: what the simulated Manager saw (lookups, calls with their\n"
+    "arguments, raised exceptions, notifications it posted, deaths and returns) and\n"
+    "what the agent's stand-in saw through the ports (\"agent\" lines). Every line\n"
+    "carries \"t\", the virtual time in seconds. The format of scenario files is in\n"
+    "docs/scenarios.md.\n"
+    "\n"
+    "Exit status: 0 played, 1 an expectation failed or the host saw objects misused,\n"
+    "2 usage error, unreadable file or invalid scenario (with its line).\n";
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::string path;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--help" || argument == "-h") {
+            std::cout << kUsage;
+            return 0;
+        }
+        if (!argument.empty() && argument[0] == '-') {
+            std::cerr << "qnscenario: unknown option " << argument << "\n" << kUsage;
+            return 2;
+        }
+        if (!path.empty()) {
+            std::cerr << "qnscenario: one scenario at a time\n" << kUsage;
+            return 2;
+        }
+        path = argument;
+    }
+    if (path.empty()) {
+        std::cerr << kUsage;
+        return 2;
+    }
+    std::ifstream file(path);
+    if (!file) {
+        std::cerr << "qnscenario: cannot read " << path << "\n";
+        return 2;
+    }
+    std::stringstream text;
+    text << file.rdbuf();
+
+    qn::tools::qnscenario::Scenario scenario;
+    try {
+        scenario = qn::tools::qnscenario::parseScenario(text.str());
+    } catch (const qn::tools::qnscenario::ScenarioError& e) {
+        std::cerr << path << ":" << e.line() << ": " << e.message() << "\n";
+        return 2;
+    }
+    qn::tools::qnscenario::ScenarioPlayer player(std::cout);
+    std::string failure;
+    if (!player.play(scenario, failure)) {
+        std::cerr << path << ": scenario failed: " << failure << "\n";
+        return 1;
+    }
+    return 0;
+}
