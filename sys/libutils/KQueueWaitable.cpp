@@ -56,9 +56,11 @@ class KQueueState;
 // The one inotify instance of the process and who listens to which watch.
 class EventQueue {
   public:
+    // Never destroyed: waitables held by statics (the logger's registered file
+    // outputs) are destroyed at exit and still unregister here.
     static EventQueue& instance() {
-        static EventQueue queue;
-        return queue;
+        static EventQueue* queue = new EventQueue;
+        return *queue;
     }
 
     int descriptor() const { return m_descriptor; }

@@ -1,45 +1,17 @@
 #include "sys/libutils/LogOutputs.h"
 
-#include <sys/stat.h>
-
 #include <cstdio>
 #include <ctime>
 #include <iostream>
 #include <sstream>
 
 #include "sys/libutils/Clock.h"
+#include "sys/libutils/FileRemovedOrRenamedChecker.h"
 #include "sys/libutils/LineArmour.h"
 #include "sys/libutils/LineKey.h"
 #include "sys/libutils/LogLine.h"
 
 namespace qn::sys::logoutput {
-
-// Tells that a file's directory entry was removed or now names another file.
-class FileWatch {
-  public:
-    explicit FileWatch(const std::string& name) : m_name(name) { m_valid = identify(m_dev, m_ino); }
-    bool changed() const {
-        dev_t dev;
-        ino_t ino;
-        if (!identify(dev, ino))
-            return true;
-        return !m_valid || dev != m_dev || ino != m_ino;
-    }
-
-  private:
-    bool identify(dev_t& dev, ino_t& ino) const {
-        struct stat st;
-        if (::stat(m_name.c_str(), &st) != 0)
-            return false;
-        dev = st.st_dev;
-        ino = st.st_ino;
-        return true;
-    }
-    std::string m_name;
-    bool m_valid;
-    dev_t m_dev{};
-    ino_t m_ino{};
-};
 
 namespace {
 
@@ -111,7 +83,12 @@ void FileOutput::open(std::int32_t mode) {
         std::rename(m_fileName.c_str(), old.c_str());
     }
     m_stream = std::make_unique<std::ofstream>(path, std::ios::out | std::ios::app);
-    m_checker = std::make_unique<FileWatch>(path);
+    try {
+        m_checker = FileRemovedOrRenamedChecker::create(path);
+    } catch (...) {
+        // Logging never fails its caller; an unwatched file is still written.
+        m_checker.reset();
+    }
     m_stream->seekp(0, std::ios::end);
     m_currentPath = path;
 }
@@ -126,7 +103,9 @@ void FileOutput::write(std::int64_t elapsed, std::int32_t level, const char* fil
             static_cast<std::uint64_t>(static_cast<std::int64_t>(m_stream->tellp()));
         withinLimit = position <= m_maxSize;
     }
-    if (withinLimit && !m_checker->changed()) {
+    // Without a checker only a stream that failed to open counts as gone.
+    const bool gone = m_checker ? m_checker->hasChanged() : !m_stream->good();
+    if (withinLimit && !gone) {
         m_inner->write(elapsed, level, file, line, module, instance, thread, message);
         return;
     }

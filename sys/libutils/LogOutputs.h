@@ -13,9 +13,11 @@
 
 // The concrete outputs of the logger. Only Logger::Output is meant for the rest
 // of the program; these are visible for the logger's own files and its tests.
-namespace qn::sys::logoutput {
+namespace qn::sys {
+class FileRemovedOrRenamedChecker;
+}
 
-class FileWatch;
+namespace qn::sys::logoutput {
 
 // Composes a line in its line type, armours it and writes it to one stream.
 class OutputImpl : public Logger::Output {
@@ -59,7 +61,7 @@ class FileOutput : public Logger::Output {
   private:
     void open(std::int32_t mode);
 
-    std::unique_ptr<FileWatch> m_checker;
+    std::unique_ptr<FileRemovedOrRenamedChecker> m_checker;  // null if the file cannot be watched
     std::unique_ptr<std::ofstream> m_stream;
     std::unique_ptr<OutputImpl> m_inner;
     std::string m_fileName;

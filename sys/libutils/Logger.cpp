@@ -9,8 +9,10 @@
 
 #include "sys/libutils/Clock.h"
 #include "sys/libutils/LogOutputs.h"
+#include "sys/libutils/LogSeam.h"
 #include "sys/libutils/LoggerConfiguration.h"
 #include "sys/libutils/Mutex.h"
+#include "sys/libutils/PersistLoggerConfiguration.h"
 
 namespace qn::sys {
 
@@ -76,6 +78,20 @@ std::string startedAt(const char* what) {
     text << buildBanner() << what;
     TimeToStream(text, CurrentTime());
     return text.str();
+}
+
+// The classes below the logger (threads, the error handler) reach it through
+// the log seam; these route their lines to the current logger's modules.
+bool seamIsEnabled(const logseam::LogSource& source, int level) {
+    std::lock_guard<Mutex> guard(globalLock());
+    return g_current != nullptr && g_current->getModule(source.module)->verbosity() >= level;
+}
+
+void seamWrite(const logseam::LogSource& source, int level, const char* file, int line,
+               const std::string& message) {
+    std::lock_guard<Mutex> guard(globalLock());
+    if (g_current != nullptr)
+        g_current->getModule(source.module)->write(level, file, line, source.instance, message);
 }
 
 }  // namespace
@@ -150,7 +166,7 @@ Logger::Logger(const std::string& name, std::int32_t verbosity, bool useStderr, 
     impl.owner = this;
     impl.name = name;
     impl.configuration =
-        configuration ? std::move(configuration) : std::make_unique<LoggerConfiguration>();
+        configuration ? std::move(configuration) : std::make_unique<PersistLoggerConfiguration>();
     impl.defaultVerbosity = verbosity;
     impl.useStderr = useStderr;
     impl.helper = std::move(helper);
@@ -174,6 +190,7 @@ Logger::Logger(const std::string& name, std::int32_t verbosity, bool useStderr, 
     impl.timerStart = CurrentMicroseconds();
     impl.timerRunning = true;
     g_current = this;
+    logseam::setSink({seamIsEnabled, seamWrite});
     if (withLogFile) {
         Logged banner(*this, name, std::string());
         QN_LOG(banner, ALWAYS) << startedAt("Started at ");

@@ -63,7 +63,7 @@ class Logger {
     };
 
     // Builds a logger and makes it the current one. `configuration` answers
-    // what the persistent settings say; null means nothing is configured.
+    // what the persistent settings say; null means those of the hive.
     Logger(const std::string& name, std::int32_t verbosity, bool useStderr, bool withLogFile,
            std::unique_ptr<Helper> helper,
            std::unique_ptr<LoggerConfiguration> configuration = nullptr);

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "sys/libutils/LogLine.h"
+#include "sys/libutils/LogSeam.h"
 #include "sys/libutils/Logger.h"
 #include "tests/sys/libutils/LogTestSupport.h"
 
@@ -183,6 +184,22 @@ TEST(Logger, CreateBuildsOnceAndLeavesTheHelperWithTheCaller) {
     ASSERT_EQ(back.lines.size(), 1u);
     EXPECT_NE(back.lines[0].find("\tWARN\t"), std::string::npos);
     EXPECT_NE(back.lines[0].find("\tAnonymous Logged Object Created"), std::string::npos);
+}
+
+TEST(Logger, SeamLinesOfLowerClassesReachTheCurrentLogger) {
+    ScratchDir dir;
+    const logseam::LogSource source{"Thread", "worker"};
+    {
+        auto logger = makeLogger(dir, Logger::INFO);
+        QN_SEAM_LOG(source, logseam::kError, "failed " << 7);
+        const int line = __LINE__ - 1;
+        const auto back = readLogFile(logger->logFileName());
+        ASSERT_EQ(back.lines.size(), 2u);
+        EXPECT_EQ(afterTime(back.lines[1]), "\t\tThread\tworker\tERROR\tLoggerTest.cpp:" +
+                                                std::to_string(line) + "\tfailed 7");
+    }
+    // With no logger left nothing is enabled.
+    EXPECT_FALSE(logseam::isEnabled(source, logseam::kFatal));
 }
 
 TEST(Logger, LogOnConditionChangerReportsFlipsOnly) {

@@ -49,7 +49,7 @@ TEST_F(HiveTool, FilesThatAreNoHiveAreNamedAndLeftAlone) {
     EXPECT_EQ(run({"print"}), HiveToolNotAHive);
     EXPECT_FALSE(hiveExists());
     const std::string zero = qn::test::hiveWithMachine("") + std::string(1, '\0') + "tail";
-    for (const std::string text :
+    for (const std::string& text :
          {std::string(""), std::string("<a/>"), std::string("<QN_HIVE><node>"), zero}) {
         putFile(text);
         EXPECT_EQ(run({"check"}), HiveToolNotAHive);
