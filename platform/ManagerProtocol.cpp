@@ -183,8 +183,7 @@ void QNUAMessageHandlerProxy::
 void QNUAMessageHandlerProxy::onRectRefreshed_onDisplayID(CGRect r, CGDirectDisplayID display) {
     m_proxy.call(kOnRectRefreshed, {rect(r), u32(display)});
 }
-void QNUAMessageHandlerProxy::onRectMoved_byADelta_andLastFlag(CGRect r,
-                                                               CGScreenUpdateMoveDelta d,
+void QNUAMessageHandlerProxy::onRectMoved_byADelta_andLastFlag(CGRect r, CGScreenUpdateMoveDelta d,
                                                                bool lastFlag) {
     m_proxy.call(kOnRectMoved, {rect(r), delta(d), Value::boolean(lastFlag)});
 }

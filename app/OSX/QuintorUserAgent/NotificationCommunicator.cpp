@@ -272,9 +272,8 @@ void NotificationCommunicator::heartbeat() {
     QNUA_LOG(Logger::INFO) << "Displays changed sleepstate to: " << (asleep ? "sleep" : "awake");
     // Stored before the call, so that a failure is not retried at the next beat.
     m_displaysareasleep = asleep != 0;
-    if (const auto reason = tryManagerCall([&] {
-            m_qnmProxy.setSleepMode_witUserZoom(asleep != 0, system.UAZoomEnabled());
-        })) {
+    if (const auto reason = tryManagerCall(
+            [&] { m_qnmProxy.setSleepMode_witUserZoom(asleep != 0, system.UAZoomEnabled()); })) {
         QNUA_LOG(Logger::ERROR) << Ascii{*reason};
     }
     setUpdateClientEndDate(std::nullopt);

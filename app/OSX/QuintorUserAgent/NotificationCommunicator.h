@@ -36,7 +36,7 @@ class NotificationCommunicator : public DisplayStreamStateCallbacks,
     static void release(std::unique_ptr<NotificationCommunicator> communicator);
 
     void postInitConfigurationInSession_asPreloginAgent(std::uint32_t userSessionId,
-                                                         bool isPreloginSession);
+                                                        bool isPreloginSession);
 
     bool createQnmProxy();
     void destroyQnmProxy();

@@ -20,7 +20,9 @@ class QNMMessageObserver {
     void setExceptioHandlingDelegate(ExceptionHandlingCallbacks* delegate) {
         m_exceptionDelegate = delegate;
     }
-    DisplayStreamStateCallbacks* displayStreamStateDelegate() const { return m_streamStateDelegate; }
+    DisplayStreamStateCallbacks* displayStreamStateDelegate() const {
+        return m_streamStateDelegate;
+    }
     ExceptionHandlingCallbacks* exceptioHandlingDelegate() const { return m_exceptionDelegate; }
 
     void observeNotification(const platform::NSNotification& notification);

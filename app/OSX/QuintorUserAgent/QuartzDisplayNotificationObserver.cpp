@@ -78,8 +78,7 @@ bool QuartzDisplayNotificationObserver::registerForDisplayReconfiguration() {
     const auto code = platform::quartz().CGDisplayRegisterReconfigurationCallback(
         &displayReconfigurationCallback, this);
     if (code != platform::kCGErrorSuccess) {
-        QNUA_LOG(Logger::ERROR) << "Couldn't register display reconfiguration callback: "
-                                << code;
+        QNUA_LOG(Logger::ERROR) << "Couldn't register display reconfiguration callback: " << code;
         return false;
     }
     m_displayReconfigurationCallbackRegistered = true;
@@ -144,10 +143,12 @@ void QuartzDisplayNotificationObserver::reconfigurationDisplay_withFlags(
                                   "Correction for Maveric already in code.";
     }
     if ((flags & 768) == 768) {
-        QNUA_LOG(Logger::ERROR) << "Both kCGDisplayEnabledFlag and kCGDisplayDisabledFlag flags set!";
+        QNUA_LOG(Logger::ERROR)
+            << "Both kCGDisplayEnabledFlag and kCGDisplayDisabledFlag flags set!";
     }
     if ((flags & 3072) == 3072) {
-        QNUA_LOG(Logger::ERROR) << "Both kCGDisplayMirrorFlag and kCGDisplayUnMirrorFlag flags set!";
+        QNUA_LOG(Logger::ERROR)
+            << "Both kCGDisplayMirrorFlag and kCGDisplayUnMirrorFlag flags set!";
     }
     if (flags & kBegin) {
         QNUA_LOG(Logger::DEBUG) << "ignoring event with flag kCGDisplayBeginConfigurationFlag";
@@ -176,13 +177,13 @@ void QuartzDisplayNotificationObserver::reconfigurationDisplay_withFlags(
         const bool online = display.isOnline();
         if ((flags & kRemove) && online) {
             flags &= ~kRemove;
-            QNUA_LOG(Logger::DEBUG) << "Remove display with id 0x" << std::hex << id
-                                    << " modified flags:" << flags;
+            QNUA_LOG(Logger::DEBUG)
+                << "Remove display with id 0x" << std::hex << id << " modified flags:" << flags;
         }
         if ((flags & kAdd) && !online) {
             flags &= ~kAdd;
-            QNUA_LOG(Logger::DEBUG) << "Add display with id 0x" << std::hex << id
-                                    << " modified flags:" << flags;
+            QNUA_LOG(Logger::DEBUG)
+                << "Add display with id 0x" << std::hex << id << " modified flags:" << flags;
         }
     }
     const double rate = display.refreshRate();
@@ -206,8 +207,7 @@ void QuartzDisplayNotificationObserver::sendReconfigurationToOnlineDisplays() {
 
 void QuartzDisplayNotificationObserver::sendUpdateConfigurationToOnlineDisplaysOtherThan(
     CGDirectDisplayID id) {
-    QNUA_LOG(Logger::DEBUG) << "sendUpdateConfigurationToOnlineDisplaysOtherThan" << std::hex
-                            << id;
+    QNUA_LOG(Logger::DEBUG) << "sendUpdateConfigurationToOnlineDisplaysOtherThan" << std::hex << id;
     CGDirectDisplayID ids[maxDisplays] = {};
     const std::uint32_t count = m_desktopModel->onlineDisplays(ids);
     for (std::uint32_t i = 0; i < count && i < maxDisplays; ++i) {

@@ -19,14 +19,15 @@ class QuartzDisplayNotificationObserver {
     // dealloc: frees the model and the queue; unregisters nothing.
     ~QuartzDisplayNotificationObserver();
     QuartzDisplayNotificationObserver(const QuartzDisplayNotificationObserver&) = delete;
-    QuartzDisplayNotificationObserver& operator=(const QuartzDisplayNotificationObserver&) =
-        delete;
+    QuartzDisplayNotificationObserver& operator=(const QuartzDisplayNotificationObserver&) = delete;
 
     // A plain back pointer, not owned.
     void setNotificationCommunicator(ExceptionHandlingCallbacks* communicator) {
         m_notificationCommunicator = communicator;
     }
-    void setQnmProxy(platform::ProxyRef proxy) { m_qnmProxy = platform::QNUAMessageHandlerProxy(std::move(proxy)); }
+    void setQnmProxy(platform::ProxyRef proxy) {
+        m_qnmProxy = platform::QNUAMessageHandlerProxy(std::move(proxy));
+    }
     const platform::ProxyRef& qnmProxy() const { return m_qnmProxy.proxy(); }
     DesktopModel& desktopModel() { return *m_desktopModel; }
 
@@ -46,8 +47,8 @@ class QuartzDisplayNotificationObserver {
 
     void refreshRects_withRectCount(const platform::CGRect* rects, std::uint32_t count);
     void updateMoveRects_withDelta_andWithRectCount(const platform::CGRect* rects,
-                                                   platform::CGScreenUpdateMoveDelta delta,
-                                                   std::uint32_t count);
+                                                    platform::CGScreenUpdateMoveDelta delta,
+                                                    std::uint32_t count);
 
   private:
     static void displayReconfigurationCallback(platform::CGDirectDisplayID display,

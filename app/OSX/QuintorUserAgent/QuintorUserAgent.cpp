@@ -55,7 +55,7 @@ int agentMain() {
 
     const SessionFacts facts = SessionFacts::read();
     communicator->postInitConfigurationInSession_asPreloginAgent(facts.userSessionId,
-                                                                  facts.isPreloginSession);
+                                                                 facts.isPreloginSession);
 
     // Only once the link to the Manager stands.
     auto& appKit = platform::appKit();

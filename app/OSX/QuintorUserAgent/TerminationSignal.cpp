@@ -1,6 +1,7 @@
 #include "app/OSX/QuintorUserAgent/TerminationSignal.h"
 
 #include <atomic>
+#include <cstdlib>
 
 #include "app/OSX/QuintorUserAgent/AgentLogging.h"
 #include "app/OSX/QuintorUserAgent/NotificationCommunicator.h"
@@ -43,6 +44,8 @@ void terminationSignalHandler(int signal) {
     }
     // The objects main owns are left as they are.
     platform::system().exit(0);
+    // A host whose exit came back has broken its promise.
+    std::abort();
 }
 
 }  // namespace qn::app::osx::qnuapp
