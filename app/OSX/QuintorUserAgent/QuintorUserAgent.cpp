@@ -17,6 +17,16 @@ namespace qn::app::osx::qnuapp {
 
 using sys::Logger;
 
+namespace {
+
+// On a host whose exit unwinds (the simulated one), the communicator goes with main's
+// frame; the handler must not find it afterwards.
+struct CommunicatorReset {
+    ~CommunicatorReset() { theCommunicator = nullptr; }
+};
+
+}  // namespace
+
 int agentMain() {
     auto& system = platform::system();
     auto& foundation = platform::foundation();
@@ -40,6 +50,7 @@ int agentMain() {
 
     waitForActiveUser();
 
+    const CommunicatorReset reset;
     std::unique_ptr<NotificationCommunicator> communicator;
     for (;;) {
         communicator = NotificationCommunicator::create();
