@@ -4,36 +4,22 @@
 
 #include "app/OSX/QuintorUserAgent/QuintorUserAgent.h"
 #include "platform/sim/SimSystem.h"
+#include "sys/libutils/DirectoryLoggerConfiguration.h"
 #include "sys/libutils/Logger.h"
-#include "sys/libutils/LoggerConfiguration.h"
 
 namespace qn::tools::qnscenario {
 
 namespace {
-
 constexpr const char* kAgentName = "QuintorUserAgent";
-
-// Puts the log file in the chosen directory; nothing else is configured, as on a
-// machine whose settings hive names no logger.
-class DirectoryConfiguration : public sys::LoggerConfiguration {
-  public:
-    explicit DirectoryConfiguration(std::string directory) : m_directory(std::move(directory)) {}
-    void readGlobals(const std::string&, Globals& globals) override {
-        globals.directory = m_directory + "/";
-    }
-
-  private:
-    std::string m_directory;
-};
-
 }  // namespace
 
 AgentRun::End AgentRun::play() {
     const bool withLogFile = !m_logDirectory.empty();
     // Built first, so that the agent's start-up finds it as the process's logger.
     sys::Logger logger(kAgentName, sys::Logger::DEBUG, false, withLogFile, nullptr,
-                       withLogFile ? std::make_unique<DirectoryConfiguration>(m_logDirectory)
-                                   : std::make_unique<sys::LoggerConfiguration>());
+                       withLogFile
+                           ? std::make_unique<sys::DirectoryLoggerConfiguration>(m_logDirectory)
+                           : std::make_unique<sys::LoggerConfiguration>());
     try {
         const int status = app::osx::qnuapp::agentMain();
         return End{"returned", status};
