@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/AppKit.h"
+#include "platform/sim/SimImage.h"
 #include "platform/sim/SimNotificationCenter.h"
 #include "platform/sim/SimWindow.h"
 

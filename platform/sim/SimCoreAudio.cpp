@@ -42,37 +42,39 @@ bool SimCoreAudio::AudioObjectHasProperty(AudioObjectID object,
     return address && find(object, address->mSelector) != nullptr;
 }
 
+OSStatus SimCoreAudio::readable(AudioObjectID object, const AudioObjectPropertyAddress* address,
+                                OSStatus SimAudioProperty::*status,
+                                const SimAudioProperty** property) const {
+    if (!m_objects.count(object)) {
+        return kAudioHardwareBadObjectError;
+    }
+    *property = find(object, address->mSelector);
+    if (!*property) {
+        return kAudioHardwareUnknownPropertyError;
+    }
+    return (*property)->*status;
+}
+
 OSStatus SimCoreAudio::AudioObjectGetPropertyDataSize(AudioObjectID object,
                                                       const AudioObjectPropertyAddress* address,
                                                       UInt32, const void*, UInt32* outDataSize) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_objects.count(object)) {
-        return kAudioHardwareBadObjectError;
+    const SimAudioProperty* p = nullptr;
+    const auto status = readable(object, address, &SimAudioProperty::sizeStatus, &p);
+    if (status == noErr) {
+        *outDataSize = sizeOf(*p);
     }
-    const auto* p = find(object, address->mSelector);
-    if (!p) {
-        return kAudioHardwareUnknownPropertyError;
-    }
-    if (p->sizeStatus != noErr) {
-        return p->sizeStatus;
-    }
-    *outDataSize = sizeOf(*p);
-    return noErr;
+    return status;
 }
 
 OSStatus SimCoreAudio::AudioObjectGetPropertyData(AudioObjectID object,
                                                   const AudioObjectPropertyAddress* address, UInt32,
                                                   const void*, UInt32* ioDataSize, void* outData) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_objects.count(object)) {
-        return kAudioHardwareBadObjectError;
-    }
-    const auto* p = find(object, address->mSelector);
-    if (!p) {
-        return kAudioHardwareUnknownPropertyError;
-    }
-    if (p->getStatus != noErr) {
-        return p->getStatus;
+    const SimAudioProperty* p = nullptr;
+    if (const auto status = readable(object, address, &SimAudioProperty::getStatus, &p);
+        status != noErr) {
+        return status;
     }
     switch (p->type) {
         case SimAudioProperty::Type::ObjectList: {

@@ -91,6 +91,9 @@ class SimCoreAudio : public CoreAudio {
 
     const SimAudioProperty* find(AudioObjectID object, AudioObjectPropertySelector selector) const;
     static UInt32 sizeOf(const SimAudioProperty& property);
+    // The property, or the status a read of it gives (the chosen status when it exists).
+    OSStatus readable(AudioObjectID object, const AudioObjectPropertyAddress* address,
+                      OSStatus SimAudioProperty::*status, const SimAudioProperty** property) const;
     void updateDeviceList();
     bool isListening(const Listener& listener) const;
 

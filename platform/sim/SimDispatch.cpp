@@ -3,8 +3,7 @@
 namespace qn::platform::sim {
 
 SimDispatch::SimDispatch(SimRunLoop& runLoop)
-    : m_runLoop(runLoop),
-      m_mainQueue(std::make_unique<SimDispatchQueue>("com.apple.main-thread")) {}
+    : m_runLoop(runLoop), m_mainQueue(std::make_unique<SimDispatchQueue>("main-thread")) {}
 
 dispatch_queue_t SimDispatch::dispatch_queue_create(const char* label, dispatch_queue_attr_t) {
     m_queues.push_back(std::make_unique<SimDispatchQueue>(label ? label : ""));

@@ -8,20 +8,10 @@
 #include <vector>
 
 #include "platform/Dispatch.h"
+#include "platform/sim/SimDispatchQueue.h"
 #include "platform/sim/SimRunLoop.h"
 
 namespace qn::platform::sim {
-
-class SimDispatchQueue : public DispatchQueueObject {
-  public:
-    explicit SimDispatchQueue(std::string label) : m_label(std::move(label)) {}
-    const std::string& label() const { return m_label; }
-    bool released = false;
-    int executed = 0;
-
-  private:
-    std::string m_label;
-};
 
 class SimDispatch : public Dispatch {
   public:

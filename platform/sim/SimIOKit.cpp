@@ -211,6 +211,18 @@ void SimIOKit::setMappedMemory(io_service_t service, mach_vm_address_t address, 
     b.mapResult = result;
 }
 
+SimIOKit::Behaviour* SimIOKit::behaviourFor(SimUserClientCall& call) {
+    auto* c = connection(call.connection);
+    if (!c) {
+        // Recorded all the same: a call on a closed connection is worth seeing.
+        call.result = kIOReturnNotOpen;
+        m_calls.push_back(call);
+        return nullptr;
+    }
+    call.service = c->service;
+    return &m_behaviour[c->service];
+}
+
 kern_return_t SimIOKit::IOConnectCallMethod(io_connect_t id, std::uint32_t selector,
                                             const std::uint64_t* input, std::uint32_t inputCnt,
                                             const void* inputStruct, std::size_t inputStructCnt,
@@ -229,21 +241,17 @@ kern_return_t SimIOKit::IOConnectCallMethod(io_connect_t id, std::uint32_t selec
     call.hasStructOutput = outputStruct != nullptr;
     call.structOutputCapacity = outputStructCnt ? *outputStructCnt : 0;
 
-    auto* c = connection(id);
-    if (!c) {
-        call.result = kIOReturnNotOpen;
-        m_calls.push_back(call);
+    auto* behaviour = behaviourFor(call);
+    if (!behaviour) {
         return call.result;
     }
-    call.service = c->service;
-    auto& behaviour = m_behaviour[c->service];
-    const auto result = behaviour.results.find(selector);
-    call.result = result == behaviour.results.end() ? KERN_SUCCESS : result->second;
+    const auto result = behaviour->results.find(selector);
+    call.result = result == behaviour->results.end() ? KERN_SUCCESS : result->second;
     if (outputCnt) {
         *outputCnt = 0;
     }
-    const auto output = behaviour.outputs.find(selector);
-    if (call.result == KERN_SUCCESS && output != behaviour.outputs.end() && outputStruct &&
+    const auto output = behaviour->outputs.find(selector);
+    if (call.result == KERN_SUCCESS && output != behaviour->outputs.end() && outputStruct &&
         outputStructCnt) {
         const auto n = std::min(*outputStructCnt, output->second.size());
         std::memcpy(outputStruct, output->second.data(), n);
@@ -261,18 +269,14 @@ kern_return_t SimIOKit::IOConnectMapMemory(io_connect_t id, std::uint32_t memory
     call.connection = id;
     call.selector = memoryType;
     call.options = options;
-    auto* c = connection(id);
-    if (!c) {
-        call.result = kIOReturnNotOpen;
-        m_calls.push_back(call);
+    const auto* behaviour = behaviourFor(call);
+    if (!behaviour) {
         return call.result;
     }
-    call.service = c->service;
-    const auto& behaviour = m_behaviour[c->service];
-    call.result = behaviour.mapResult;
+    call.result = behaviour->mapResult;
     if (call.result == KERN_SUCCESS) {
-        *atAddress = behaviour.mappedAddress;
-        *ofSize = behaviour.mappedSize;
+        *atAddress = behaviour->mappedAddress;
+        *ofSize = behaviour->mappedSize;
     }
     m_calls.push_back(call);
     return call.result;

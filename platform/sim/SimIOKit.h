@@ -88,6 +88,9 @@ class SimIOKit : public IOKit {
     io_object_t handOut(io_object_t object);
     bool matches(const SimRegistryEntry& entry, const Value& matching) const;
     Connection* connection(io_connect_t id);
+    // The behaviour of the call's service; null (with the call recorded as failed) when
+    // its connection is not open.
+    Behaviour* behaviourFor(SimUserClientCall& call);
 
     SimFaults& m_faults;
     io_object_t m_nextId = 0x1000;

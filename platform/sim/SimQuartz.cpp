@@ -32,23 +32,23 @@ CGDirectDisplayID SimQuartz::CGMainDisplayID() {
     return 0;
 }
 
-CGError SimQuartz::CGGetOnlineDisplayList(std::uint32_t maxDisplays,
-                                          CGDirectDisplayID* onlineDisplays,
-                                          std::uint32_t* displayCount) {
+CGError SimQuartz::list(std::uint32_t maxDisplays, CGDirectDisplayID* displays,
+                        std::uint32_t* displayCount, bool (*wanted)(const SimDisplay&)) {
     std::uint32_t count = 0;
     if (!m_windowServer) {
         *displayCount = 0;
         return kCGErrorFailure;
     }
     for (const auto& d : m_displays) {
-        if (!d.online) {
+        if (!wanted(d)) {
             continue;
         }
-        if (onlineDisplays) {
+        // Without an array only the count is asked for.
+        if (displays) {
             if (count == maxDisplays) {
                 break;
             }
-            onlineDisplays[count] = d.id;
+            displays[count] = d.id;
         }
         ++count;
     }
@@ -56,28 +56,19 @@ CGError SimQuartz::CGGetOnlineDisplayList(std::uint32_t maxDisplays,
     return kCGErrorSuccess;
 }
 
+CGError SimQuartz::CGGetOnlineDisplayList(std::uint32_t maxDisplays,
+                                          CGDirectDisplayID* onlineDisplays,
+                                          std::uint32_t* displayCount) {
+    return list(maxDisplays, onlineDisplays, displayCount,
+                [](const SimDisplay& d) { return d.online; });
+}
+
 CGError SimQuartz::CGGetActiveDisplayList(std::uint32_t maxDisplays,
                                           CGDirectDisplayID* activeDisplays,
                                           std::uint32_t* displayCount) {
-    std::uint32_t count = 0;
-    if (!m_windowServer) {
-        *displayCount = 0;
-        return kCGErrorFailure;
-    }
-    for (const auto& d : m_displays) {
-        if (!d.online || !d.active || d.asleep) {
-            continue;
-        }
-        if (activeDisplays) {
-            if (count == maxDisplays) {
-                break;
-            }
-            activeDisplays[count] = d.id;
-        }
-        ++count;
-    }
-    *displayCount = count;
-    return kCGErrorSuccess;
+    // Asleep or inactive (mirrored) displays are online but not active.
+    return list(maxDisplays, activeDisplays, displayCount,
+                [](const SimDisplay& d) { return d.online && d.active && !d.asleep; });
 }
 
 CGRect SimQuartz::CGDisplayBounds(CGDirectDisplayID id) {

@@ -105,6 +105,8 @@ class SimQuartz : public Quartz {
     template <typename Callback>
     void remove(std::vector<Registered<Callback>>& list, Callback callback, void* userInfo);
 
+    CGError list(std::uint32_t maxDisplays, CGDirectDisplayID* displays,
+                 std::uint32_t* displayCount, bool (*wanted)(const SimDisplay&));
     SimStreamUpdate* newUpdate(std::vector<CGRect> rects);
     SimSurface* freeSurface(SimDisplayStream& stream);
     void onQueue(SimDisplayStream& stream, std::function<void()> work);

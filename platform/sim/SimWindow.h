@@ -25,21 +25,4 @@ struct SimWindow {
     int displayCount = 0;
 };
 
-// An image with the drawing done into it.
-struct SimImage {
-    struct Fill {
-        NSBezierPath path;
-        NSColor color;
-    };
-    struct Text {
-        std::string text;
-        NSRect rect;
-        Value attributes;
-    };
-    NSImageRef id = 0;
-    NSSize size;
-    std::vector<Fill> fills;
-    std::vector<Text> texts;
-};
-
 }  // namespace qn::platform::sim
