@@ -11,6 +11,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -29,12 +30,16 @@ using qn::sys::Logger;
 // The same message text for both loggers: 60 characters.
 const std::string kMessage = "display 0x1b558c41 reconfigured, refresh rate 60 Hz, index 2";
 
-std::string scratchDirectory() {
-    static const std::string dir = [] {
+const std::string& scratchDirectory() {
+    // Kept for the whole run; the files grow to hundreds of megabytes, so
+    // they go with the program.
+    static const std::string* dir = [] {
         std::string pattern = (std::filesystem::temp_directory_path() / "qnbenchXXXXXX").string();
-        return std::string(::mkdtemp(pattern.data()));
+        auto* made = new std::string(::mkdtemp(pattern.data()));
+        std::atexit([] { std::filesystem::remove_all(*dir); });
+        return made;
     }();
-    return dir;
+    return *dir;
 }
 
 struct InDirectory : qn::sys::LoggerConfiguration {

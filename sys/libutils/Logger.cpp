@@ -8,6 +8,7 @@
 #include <mutex>
 
 #include "sys/libutils/Clock.h"
+#include "sys/libutils/FileRemovedOrRenamedChecker.h"
 #include "sys/libutils/LogOutputs.h"
 #include "sys/libutils/LogSeam.h"
 #include "sys/libutils/LoggerConfiguration.h"
@@ -33,7 +34,19 @@ Mutex& globalLock() {
     return lock;
 }
 
-[[maybe_unused]] const bool g_loggerStaticsBuilt = (registeredFileOutputs(), globalLock(), true);
+// File outputs watch their files through the process's kernel event queue, a
+// function static of its own; built before the statics above (by one
+// short-lived watch), it is destroyed after every output that uses it.
+void buildFileEventQueue() {
+    try {
+        FileRemovedOrRenamedChecker::create("/");
+    } catch (...) {
+        // Without a queue no checker can be made either.
+    }
+}
+
+[[maybe_unused]] const bool g_loggerStaticsBuilt =
+    (buildFileEventQueue(), registeredFileOutputs(), globalLock(), true);
 
 // The class-wide pointer to the current logger.
 Logger* g_current = nullptr;

@@ -202,6 +202,44 @@ TEST(Logger, SeamLinesOfLowerClassesReachTheCurrentLogger) {
     EXPECT_FALSE(logseam::isEnabled(source, logseam::kFatal));
 }
 
+TEST(Logger, ModuleWithItsOwnLogFile) {
+    ScratchDir dir;
+    auto logger = makeLogger(dir, Logger::DEBUG);
+    Logger::Logged own("Own", "1", "own", 102400);
+    QN_LOG(own, Logger::INFO) << "to my file";
+    QN_LOG(own, Logger::DEBUG) << "off now";
+
+    const auto mine = readLogFile(dir / "own.log");
+    ASSERT_EQ(mine.lines.size(), 2u);
+    EXPECT_NE(mine.lines[0].find("\t\tOwn\t1\tALWAYS\t"), std::string::npos);
+    EXPECT_NE(mine.lines[0].find(". Started at "), std::string::npos);
+    EXPECT_NE(mine.lines[1].find("\tINFO\t"), std::string::npos);
+    EXPECT_EQ(own.verbosity(), Logger::INFO);
+
+    // The announcement went to the outputs the module had before.
+    const auto shared = readLogFile(logger->logFileName());
+    ASSERT_EQ(shared.lines.size(), 2u);
+    EXPECT_NE(
+        shared.lines[1].find("\tCreating logging output for Own to " + dir.path() + "/own.log"),
+        std::string::npos);
+    EXPECT_TRUE(logger->hasOutput("Own"));
+}
+
+TEST(LoggerDeathTest, RegisteredFileOutputsCloseCleanlyAtExit) {
+    // At exit the registered outputs go before the file event queue their
+    // checkers use (the sanitizer builds catch the wrong order).
+    GTEST_FLAG_SET(death_test_style, "fast");  // the child shares the scratch directory
+    ScratchDir dir;
+    EXPECT_EXIT(
+        {
+            Logger::registerFileOutput(dir / "exit.log", 2, 0, 1)
+                ->write(0, Logger::INFO, "f.cpp", 1, "M", "i", "", "before exit");
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "");
+    EXPECT_EQ(readLogFile(dir / "exit.log").lines.size(), 1u);
+}
+
 TEST(Logger, LogOnConditionChangerReportsFlipsOnly) {
     Logger::LogOnConditionChanger condition;
     EXPECT_FALSE(condition.changed(false));
