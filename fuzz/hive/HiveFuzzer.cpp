@@ -24,7 +24,13 @@ const std::string& hiveFile() {
         if (dir == nullptr) {
             std::abort();
         }
-        return std::string(dir) + "/.qn.xml";
+        static std::string directory = dir;
+        // The scratch hive goes when the fuzzer ends.
+        std::atexit([] {
+            std::remove((directory + "/.qn.xml").c_str());
+            std::remove(directory.c_str());
+        });
+        return directory + "/.qn.xml";
     }();
     return path;
 }
