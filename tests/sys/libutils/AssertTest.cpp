@@ -38,6 +38,8 @@ class Assertion : public qn::test::HiveFixture {
         m_config = config.get();
         m_logger = std::make_unique<Logger>("test", Logger::VERBOSE, false, false, nullptr,
                                             std::move(config));
+        // After the logger, which puts its own sink on the seam as it starts.
+        m_seam = std::make_unique<testing::SeamCapture>();
     }
 
     // The recorded lines that are not the logger's banner.
@@ -62,7 +64,7 @@ class Assertion : public qn::test::HiveFixture {
 
     RecordingConfiguration* m_config = nullptr;
     std::unique_ptr<Logger> m_logger;
-    testing::SeamCapture m_seam;
+    std::unique_ptr<testing::SeamCapture> m_seam;
 };
 
 TEST_F(Assertion, DefaultLogsAndCallsTheCrashDumpHookThenGoesOn) {
@@ -72,9 +74,9 @@ TEST_F(Assertion, DefaultLogsAndCallsTheCrashDumpHookThenGoesOn) {
                                             std::to_string(line) +
                                             " in file tests/sys/libutils/AssertTest.cpp"};
     EXPECT_EQ(logged(), expected);
-    ASSERT_EQ(m_seam.lines().size(), 1u);
-    EXPECT_EQ(m_seam.lines()[0].module, "AssertCrashDumper");
-    EXPECT_EQ(m_seam.lines()[0].message, "dumpOSCore called - not yet implemented");
+    ASSERT_EQ(m_seam->lines().size(), 1u);
+    EXPECT_EQ(m_seam->lines()[0].module, "AssertCrashDumper");
+    EXPECT_EQ(m_seam->lines()[0].message, "dumpOSCore called - not yet implemented");
 }
 
 TEST_F(Assertion, ZeroDoesNothingAndTheMaskIsReadAtEachFailure) {
@@ -82,13 +84,13 @@ TEST_F(Assertion, ZeroDoesNothingAndTheMaskIsReadAtEachFailure) {
     int line = 0;
     EXPECT_EQ(failOnce(line), "");
     EXPECT_TRUE(logged().empty());
-    EXPECT_TRUE(m_seam.lines().empty());
+    EXPECT_TRUE(m_seam->lines().empty());
 
     // Other bits than the four are ignored.
     testing::setAssertBehaviour(16 | 1);
     failOnce(line);
     EXPECT_EQ(logged().size(), 1u);
-    EXPECT_TRUE(m_seam.lines().empty());
+    EXPECT_TRUE(m_seam->lines().empty());
 }
 
 TEST_F(Assertion, LoggerModuleAtFatalWritesNoLine) {
@@ -96,7 +98,7 @@ TEST_F(Assertion, LoggerModuleAtFatalWritesNoLine) {
     int line = 0;
     failOnce(line);
     EXPECT_TRUE(logged().empty());
-    EXPECT_EQ(m_seam.lines().size(), 1u);
+    EXPECT_EQ(m_seam->lines().size(), 1u);
 }
 
 TEST_F(Assertion, FourTellsTheUserOnStandardErrorWithoutNewline) {
