@@ -155,6 +155,13 @@ class Foundation {
                                              bool waitUntilDone) = 0;
     virtual NSDate date() = 0;
 
+    // Moves a signal's work out of signal context. wakeMainRunLoopFromSignal() is safe to
+    // call from a signal handler (a real host writes one byte to a self-pipe); the main
+    // run loop then calls the wake handler on its next turn, on the main thread, where
+    // the logic may use the Manager's proxy and the logger. An empty handler: nothing.
+    virtual void setSignalWakeHandler(std::function<void()> handler) = 0;
+    virtual void wakeMainRunLoopFromSignal() = 0;
+
     // The peer's root object, or an empty reference when no process has registered the
     // name. A null host means this machine.
     virtual ProxyRef rootProxyForConnectionWithRegisteredName(const std::string& name,

@@ -40,6 +40,15 @@ NSDate SimFoundation::date() {
     return NSDate{kStartSinceReferenceDate + m_runLoop.nowSeconds()};
 }
 
+void SimFoundation::wakeMainRunLoopFromSignal() {
+    // The self-pipe of a real host becomes work for the next turn of the run loop.
+    m_runLoop.post([this] {
+        if (m_signalWake) {
+            m_signalWake();
+        }
+    });
+}
+
 ProxyRef SimFoundation::rootProxyForConnectionWithRegisteredName(const std::string& name,
                                                                  const char* host) {
     if (host && *host) {

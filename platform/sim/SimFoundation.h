@@ -27,6 +27,10 @@ class SimFoundation : public Foundation, private NSRunLoop {
                                               Value userInfo, bool repeats) override;
     void performSelectorOnMainThread(std::function<void()> selector, bool waitUntilDone) override;
     NSDate date() override;
+    void setSignalWakeHandler(std::function<void()> handler) override {
+        m_signalWake = std::move(handler);
+    }
+    void wakeMainRunLoopFromSignal() override;
     ProxyRef rootProxyForConnectionWithRegisteredName(const std::string& name,
                                                       const char* host) override;
     void disableSuddenTermination() override { ++m_suddenTerminationDisabled; }
@@ -56,6 +60,7 @@ class SimFoundation : public Foundation, private NSRunLoop {
     std::map<std::string, std::map<std::string, std::string>> m_strings;
     int m_suddenTerminationDisabled = 0;
     SimRunLoop::Nanoseconds m_runHorizon = 0;
+    std::function<void()> m_signalWake;
 };
 
 }  // namespace qn::platform::sim

@@ -93,6 +93,7 @@ ProxyRef SimManager::lookUp(const std::string& name) {
     auto proxy =
         std::make_shared<SimManagerProxy>(m_state, m_state->connection, m_state->generation);
     m_state->proxies.push_back(proxy);
+    m_state->handedOut.push_back(proxy);
     return ProxyRef(proxy);
 }
 

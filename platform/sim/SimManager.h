@@ -76,6 +76,9 @@ class SimManager {
         std::map<std::string, Failure> failures;
         std::vector<SimManagerEvent> transcript;
         std::vector<std::weak_ptr<SimManagerProxy>> proxies;
+        // Every proxy ever handed out stays allocated, so that no two proxies share an
+        // address: the agent filters a death notification by the proxy's identity.
+        std::vector<std::shared_ptr<SimManagerProxy>> handedOut;
         std::function<void(const SimManagerEvent&)> listener;
         void record(SimManagerEvent event);
     };

@@ -1,5 +1,7 @@
 #include "platform/sim/SimManagerProxy.h"
 
+#include "platform/ManagerProtocol.h"
+
 namespace qn::platform::sim {
 
 void SimManagerProxy::invoke(const std::string& selector, const std::vector<Value>& arguments) {
@@ -19,6 +21,13 @@ void SimManagerProxy::invoke(const std::string& selector, const std::vector<Valu
         throw ProxyException(SimManager::kConnectionInvalidReason);
     }
     event.time = state->runLoop->nowSeconds();
+    // Once the proxy speaks the Manager's protocol, a call outside it is refused the way
+    // distributed objects refuse an unknown selector.
+    if (m_protocol == kManagerProtocolName && !isManagerCall(selector, arguments)) {
+        event.raised = "unrecognized selector or arguments: " + selector;
+        state->record(event);
+        throw ProxyException(event.raised);
+    }
     const auto failure = state->failures.find(selector);
     if (failure == state->failures.end()) {
         state->record(event);

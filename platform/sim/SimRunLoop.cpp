@@ -7,7 +7,14 @@ namespace qn::platform::sim {
 SimRunLoop::WorkId SimRunLoop::schedule(Nanoseconds deadline, std::function<void()> work) {
     std::lock_guard<std::mutex> lock(m_mutex);
     const WorkId id = m_nextId++;
-    m_work.emplace(std::make_pair(std::max(deadline, now()), id), std::move(work));
+    m_work.emplace(std::make_pair(std::max(deadline, now()), id), Work{std::move(work), false});
+    return id;
+}
+
+SimRunLoop::WorkId SimRunLoop::scheduleWorld(Nanoseconds deadline, std::function<void()> work) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const WorkId id = m_nextId++;
+    m_work.emplace(std::make_pair(std::max(deadline, now()), id), Work{std::move(work), true});
     return id;
 }
 
@@ -22,16 +29,19 @@ bool SimRunLoop::cancel(WorkId id) {
     return false;
 }
 
-bool SimRunLoop::runOneDueBy(Nanoseconds limit) {
+bool SimRunLoop::runOneDueBy(Nanoseconds limit, bool worldOnly) {
     std::function<void()> work;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_work.empty() || m_work.begin()->first.first > limit) {
+        auto first = m_work.begin();
+        while (worldOnly && first != m_work.end() && !first->second.world) {
+            ++first;
+        }
+        if (first == m_work.end() || first->first.first > limit) {
             return false;
         }
-        auto first = m_work.begin();
         m_now.store(std::max(first->first.first, now()));
-        work = std::move(first->second);
+        work = std::move(first->second.run);
         m_work.erase(first);
     }
     // Run unlocked: the work may schedule or cancel work.
@@ -52,7 +62,10 @@ void SimRunLoop::runUntil(Nanoseconds horizon) {
 }
 
 void SimRunLoop::sleep(Nanoseconds duration) {
-    m_now.store(now() + std::max<Nanoseconds>(duration, 0));
+    const Nanoseconds target = now() + std::max<Nanoseconds>(duration, 0);
+    while (runOneDueBy(target, true)) {
+    }
+    m_now.store(std::max(target, now()));
 }
 
 std::size_t SimRunLoop::pendingCount() const {

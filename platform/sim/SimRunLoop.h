@@ -26,6 +26,10 @@ class SimRunLoop {
     // May be called from any thread. A deadline in the past means now.
     WorkId schedule(Nanoseconds deadline, std::function<void()> work);
     WorkId post(std::function<void()> work) { return schedule(now(), std::move(work)); }
+    // Work of the world outside the process (a user comes to the console, the Manager
+    // starts, a signal arrives). It runs in deadline order with the main thread's work,
+    // and also while the main thread is blocked in sleep().
+    WorkId scheduleWorld(Nanoseconds deadline, std::function<void()> work);
     // False when the work has already run or was cancelled.
     bool cancel(WorkId id);
 
@@ -37,20 +41,24 @@ class SimRunLoop {
     // Runs until nothing is scheduled at or before the horizon; the clock ends at the last
     // deadline run (or stays, if nothing ran).
     void runUntil(Nanoseconds horizon);
-    // Moves the clock without running anything: the main thread is blocked.
+    // Moves the clock with the main thread blocked: only world work runs meanwhile.
     void sleep(Nanoseconds duration);
 
     std::size_t pendingCount() const;
     std::optional<Nanoseconds> nextDeadline() const;
 
   private:
-    bool runOneDueBy(Nanoseconds limit);
+    bool runOneDueBy(Nanoseconds limit, bool worldOnly = false);
 
     std::atomic<Nanoseconds> m_now{0};
     mutable std::mutex m_mutex;
     WorkId m_nextId = 1;
     // Ordered by deadline, then by scheduling order.
-    std::map<std::pair<Nanoseconds, WorkId>, std::function<void()>> m_work;
+    struct Work {
+        std::function<void()> run;
+        bool world = false;
+    };
+    std::map<std::pair<Nanoseconds, WorkId>, Work> m_work;
 };
 
 }  // namespace qn::platform::sim

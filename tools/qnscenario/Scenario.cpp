@@ -1,6 +1,7 @@
 #include "tools/qnscenario/Scenario.h"
 
 #include <map>
+#include <set>
 
 #include "tools/qnscenario/JsonLines.h"
 #include "tools/qnscenario/ScenarioPlayer.h"
@@ -26,7 +27,8 @@ StepRun always(Action action) {
 
 std::function<void(ScenarioPlayer&)> worldSetUp(const json& world, const ScenarioReader& r) {
     r.object(world, {"kernelRelease", "pid", "securitySessionId", "sessionInfoFails", "zoom",
-                     "windowServer", "session", "manager", "displays", "audioDevices", "strings"});
+                     "windowServer", "session", "manager", "displays", "audioDevices", "strings",
+                     "signalFails"});
     std::vector<std::function<void(ScenarioPlayer&)>> actions;
     if (world.contains("kernelRelease")) {
         const auto release = r.string(world["kernelRelease"], "kernelRelease");
@@ -46,6 +48,10 @@ std::function<void(ScenarioPlayer&)> worldSetUp(const json& world, const Scenari
         const auto fails = r.boolean(world["sessionInfoFails"], "sessionInfoFails");
         actions.push_back(
             [fails](ScenarioPlayer& p) { p.host().system().setSessionInfoFails(fails); });
+    }
+    if (world.contains("signalFails")) {
+        const auto fails = r.boolean(world["signalFails"], "signalFails");
+        actions.push_back([fails](ScenarioPlayer& p) { p.host().system().setSignalFails(fails); });
     }
     if (world.contains("zoom")) {
         const auto zoom = r.boolean(world["zoom"], "zoom");
@@ -258,6 +264,11 @@ const std::map<std::string, StepBuilder>& stepBuilders() {
              const auto on = r.boolean(a, "zoom");
              return always([on](ScenarioPlayer& p) { p.host().system().setZoom(on); });
          }},
+        {"signal",
+         [](const json& a, const ScenarioReader& r) {
+             const auto number = r.int32(a, "signal");
+             return always([number](ScenarioPlayer& p) { p.signal(number); });
+         }},
         {"workspace",
          [](const json& a, const ScenarioReader& r) {
              const auto name = r.string(a, "workspace");
@@ -334,6 +345,12 @@ const std::map<std::string, StepBuilder>& stepBuilders() {
     return builders;
 }
 
+// Steps that stand in for the agent, meaningless while the agent itself runs.
+const std::set<std::string>& standInSteps() {
+    static const std::set<std::string> steps{"connect", "call", "observe", "watchDisplays"};
+    return steps;
+}
+
 }  // namespace
 
 Scenario parseScenario(const std::string& text) {
@@ -345,9 +362,12 @@ Scenario parseScenario(const std::string& text) {
         throw ScenarioError(line, "column " + std::to_string(column) + ": not valid JSON");
     }
     ScenarioReader top(1, "scenario");
-    top.object(document, {"description", "world", "steps"});
+    top.object(document, {"description", "agent", "world", "steps"});
 
     Scenario scenario;
+    if (document.contains("agent")) {
+        scenario.agent = top.boolean(document["agent"], "agent");
+    }
     if (document.contains("description")) {
         scenario.description = top.string(document["description"], "description");
     }
@@ -377,8 +397,14 @@ Scenario parseScenario(const std::string& text) {
             r.fail("unknown step \"" + kind + "\"");
         }
         const ScenarioReader stepReader(line, "step " + std::to_string(index) + " (" + kind + ")");
-        scenario.steps.push_back(
-            ScenarioStep{line, kind, builder->second(step.begin().value(), stepReader)});
+        if (scenario.agent && standInSteps().count(kind)) {
+            stepReader.fail("the agent itself plays this part");
+        }
+        ScenarioStep played{line, kind, 0, builder->second(step.begin().value(), stepReader)};
+        if (kind == "advance") {
+            played.advance = stepReader.number(step.begin().value(), "advance");
+        }
+        scenario.steps.push_back(std::move(played));
     }
     return scenario;
 }

@@ -29,12 +29,18 @@ class ScenarioError : public std::runtime_error {
 struct ScenarioStep {
     int line = 0;
     std::string kind;
+    // For an advance step, its seconds.
+    double advance = 0;
     // False when an expectation failed; the reason goes to `why`.
     std::function<bool(ScenarioPlayer& player, std::string& why)> run;
 };
 
 struct Scenario {
     std::string description;
+    // The agent's own main runs on the host and the steps are the world around it, each
+    // at the virtual time the advance steps before it add up to; the last of these
+    // times ends the scenario. Otherwise the steps stand in for the agent.
+    bool agent = false;
     std::function<void(ScenarioPlayer& player)> setUp;
     std::vector<ScenarioStep> steps;
 };

@@ -1,11 +1,13 @@
 #include "tools/qnscenario/ScenarioPlayer.h"
 
 #include "platform/Quartz.h"
+#include "tools/qnscenario/AgentRun.h"
 #include "tools/qnscenario/ValueJson.h"
 
 namespace qn::tools::qnscenario {
 
 using platform::sim::SimManagerEvent;
+using platform::sim::SimRunLoop;
 
 namespace {
 
@@ -51,8 +53,11 @@ std::string joined(const std::vector<std::string>& names) {
 
 }  // namespace
 
-ScenarioPlayer::ScenarioPlayer(std::ostream& out)
-    : m_out(out), m_world(m_host), m_backend(m_host.backend()) {
+ScenarioPlayer::ScenarioPlayer(std::ostream& out, std::string logDirectory)
+    : m_out(out),
+      m_logDirectory(std::move(logDirectory)),
+      m_world(m_host),
+      m_backend(m_host.backend()) {
     m_host.manager().setListener(
         [this](const SimManagerEvent& event) { write(managerLine(event)); });
 }
@@ -67,6 +72,9 @@ ScenarioPlayer::~ScenarioPlayer() {
 
 bool ScenarioPlayer::play(const Scenario& scenario, std::string& failure) {
     scenario.setUp(*this);
+    if (scenario.agent) {
+        return playAgent(scenario, failure);
+    }
     for (const auto& step : scenario.steps) {
         std::string why;
         if (!step.run(*this, why)) {
@@ -76,6 +84,49 @@ bool ScenarioPlayer::play(const Scenario& scenario, std::string& failure) {
     }
     // What is due now still happens; a scenario ends when its last step has.
     m_host.runLoop().runPending();
+    return finish(failure);
+}
+
+bool ScenarioPlayer::playAgent(const Scenario& scenario, std::string& failure) {
+    // The steps become the world's events on the virtual clock.
+    auto& runLoop = m_host.runLoop();
+    double at = 0;
+    for (const auto& step : scenario.steps) {
+        if (step.kind == "advance") {
+            at += step.advance;
+            continue;
+        }
+        runLoop.scheduleWorld(
+            static_cast<SimRunLoop::Nanoseconds>(at * SimRunLoop::kSecond), [this, &step] {
+                std::string why;
+                if (!step.run(*this, why) && m_worldFailure.empty()) {
+                    m_worldFailure =
+                        "line " + std::to_string(step.line) + ": " + step.kind + ": " + why;
+                }
+            });
+    }
+    const auto end = static_cast<SimRunLoop::Nanoseconds>(at * SimRunLoop::kSecond);
+    // The end of the scenario unwinds the agent wherever it is, run loop or wait.
+    runLoop.scheduleWorld(end, [] { throw ScenarioEnd{}; });
+    m_host.foundation().setRunHorizon(end);
+
+    AgentRun run(m_logDirectory);
+    const AgentRun::End ended = run.play();
+    m_agentEnd = ended.how;
+    m_agentStatus = ended.status;
+    nlohmann::ordered_json line{{"agent", m_agentEnd}};
+    if (m_agentEnd != "running") {
+        line["status"] = m_agentStatus;
+    }
+    write(line);
+    if (!m_worldFailure.empty()) {
+        failure = m_worldFailure;
+        return false;
+    }
+    return finish(failure);
+}
+
+bool ScenarioPlayer::finish(std::string& failure) {
     m_host.coreAudio().flush();
     const auto faults = m_host.faults().list();
     if (!faults.empty()) {
@@ -91,6 +142,12 @@ void ScenarioPlayer::write(const nlohmann::ordered_json& line) {
         stamped[key] = value;
     }
     m_out << stamped.dump() << '\n';
+}
+
+void ScenarioPlayer::signal(int number) {
+    if (!m_host.system().raise(number)) {
+        write({{"signal", number}, {"handled", false}});
+    }
 }
 
 void ScenarioPlayer::connect() {

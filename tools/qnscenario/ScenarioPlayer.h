@@ -1,7 +1,7 @@
 #pragma once
 // Plays a scenario on a simulated host installed as the process's backend, and writes
-// the transcript as JSON lines: what the simulated Manager saw, and what a stand-in for
-// the agent saw through the ports.
+// the transcript as JSON lines: what the simulated Manager saw, and either how the agent
+// itself started and ended, or what a stand-in for the agent saw through the ports.
 
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -18,7 +18,8 @@ namespace qn::tools::qnscenario {
 
 class ScenarioPlayer {
   public:
-    explicit ScenarioPlayer(std::ostream& out);
+    // With a log directory, the agent's logger writes its file there.
+    explicit ScenarioPlayer(std::ostream& out, std::string logDirectory = std::string());
     ~ScenarioPlayer();
 
     // Sets the world up and runs the steps; false with the reason in `failure` when an
@@ -34,6 +35,13 @@ class ScenarioPlayer {
     void observe(const std::string& name);
     void watchDisplays();
 
+    // A signal from outside the process, to the handler the agent installed.
+    void signal(int number);
+    // How the agent's process ended: "exit" (through the System port), "returned" (from
+    // its main) or "running" (still in its run loop when the scenario ended).
+    const std::string& agentEnd() const { return m_agentEnd; }
+    int agentStatus() const { return m_agentStatus; }
+
     // Expectations over what happened since the previous expectation. On failure the
     // reason is written to `why`.
     bool expectCalls(const std::vector<std::string>& selectors, std::string& why);
@@ -43,10 +51,16 @@ class ScenarioPlayer {
     void write(const nlohmann::ordered_json& line);
 
   private:
+    bool playAgent(const Scenario& scenario, std::string& failure);
+    bool finish(std::string& failure);
     static void reconfigurationCallback(platform::CGDirectDisplayID display,
                                         platform::CGDisplayChangeSummaryFlags flags, void* player);
 
     std::ostream& m_out;
+    std::string m_logDirectory;
+    std::string m_agentEnd;
+    int m_agentStatus = 0;
+    std::string m_worldFailure;
     platform::sim::SimHost m_host;
     platform::sim::SimWorld m_world;
     platform::ScopedBackend m_backend;

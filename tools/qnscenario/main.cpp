@@ -11,14 +11,18 @@
 namespace {
 
 constexpr const char* kUsage =
-    "usage: qnscenario [--help] SCENARIO.json\n"
+    "usage: qnscenario [--help] [--log-dir DIR] SCENARIO.json\n"
     "\n"
     "Plays a scenario on the simulated host, on virtual time, and prints one JSON\n"
     "object per line: what the simulated Manager saw (lookups, calls with their\n"
     "arguments, raised exceptions, notifications it posted, deaths and returns) and\n"
-    "what the agent's stand-in saw through the ports (\"agent\" lines). Every line\n"
-    "carries \"t\", the virtual time in seconds. The format of scenario files is in\n"
-    "docs/scenarios.md.\n"
+    "\"agent\" lines: for a scenario with \"agent\": true, how the agent's own main\n"
+    "ended (exit or returned, with the status, or still running); otherwise what the\n"
+    "agent's stand-in saw through the ports. Every line carries \"t\", the virtual\n"
+    "time in seconds. The format of scenario files is in docs/scenarios.md.\n"
+    "\n"
+    "  --log-dir DIR   the agent writes its encrypted log to DIR/QuintorUserAgent.log\n"
+    "                  (read it with qnlog)\n"
     "\n"
     "Exit status: 0 played, 1 an expectation failed or the host saw objects misused,\n"
     "2 usage error, unreadable file or invalid scenario (with its line).\n";
@@ -27,11 +31,20 @@ constexpr const char* kUsage =
 
 int main(int argc, char** argv) {
     std::string path;
+    std::string logDirectory;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         if (argument == "--help" || argument == "-h") {
             std::cout << kUsage;
             return 0;
+        }
+        if (argument == "--log-dir") {
+            if (i + 1 == argc) {
+                std::cerr << "qnscenario: --log-dir needs a directory\n" << kUsage;
+                return 2;
+            }
+            logDirectory = argv[++i];
+            continue;
         }
         if (!argument.empty() && argument[0] == '-') {
             std::cerr << "qnscenario: unknown option " << argument << "\n" << kUsage;
@@ -62,7 +75,7 @@ int main(int argc, char** argv) {
         std::cerr << path << ":" << e.line() << ": " << e.message() << "\n";
         return 2;
     }
-    qn::tools::qnscenario::ScenarioPlayer player(std::cout);
+    qn::tools::qnscenario::ScenarioPlayer player(std::cout, logDirectory);
     std::string failure;
     if (!player.play(scenario, failure)) {
         std::cerr << path << ": scenario failed: " << failure << "\n";

@@ -16,3 +16,6 @@ void startAgentLogging(pid_t processId);
 sys::Logger::Logged* agentLog();
 
 }  // namespace qn::app::osx::qnuapp
+
+// A log statement of the agent, through its one logging object.
+#define QNUA_LOG(level) QN_LOG(*::qn::app::osx::qnuapp::agentLog(), (level))

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "sys/libutils/DirectoryLoggerConfiguration.h"
 #include "sys/libutils/LogReader.h"
-#include "sys/libutils/LoggerConfiguration.h"
 
 namespace qn::testing {
 
@@ -31,17 +31,7 @@ class ScratchDir {
     std::string m_path;
 };
 
-// Puts the default log file in `directory`; everything else as unconfigured.
-class DirectoryConfiguration : public sys::LoggerConfiguration {
-  public:
-    explicit DirectoryConfiguration(std::string directory) : m_directory(std::move(directory)) {}
-    void readGlobals(const std::string&, Globals& globals) override {
-        globals.directory = m_directory + "/";
-    }
-
-  private:
-    std::string m_directory;
-};
+using DirectoryConfiguration = sys::DirectoryLoggerConfiguration;
 
 struct ReadBack {
     std::vector<std::string> lines;     // plain text of every readable line

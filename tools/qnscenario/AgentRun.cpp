@@ -1,0 +1,33 @@
+#include "tools/qnscenario/AgentRun.h"
+
+#include <memory>
+
+#include "app/OSX/QuintorUserAgent/QuintorUserAgent.h"
+#include "platform/sim/SimSystem.h"
+#include "sys/libutils/DirectoryLoggerConfiguration.h"
+#include "sys/libutils/Logger.h"
+
+namespace qn::tools::qnscenario {
+
+namespace {
+constexpr const char* kAgentName = "QuintorUserAgent";
+}  // namespace
+
+AgentRun::End AgentRun::play() {
+    const bool withLogFile = !m_logDirectory.empty();
+    // Built first, so that the agent's start-up finds it as the process's logger.
+    sys::Logger logger(kAgentName, sys::Logger::DEBUG, false, withLogFile, nullptr,
+                       withLogFile
+                           ? std::make_unique<sys::DirectoryLoggerConfiguration>(m_logDirectory)
+                           : std::make_unique<sys::LoggerConfiguration>());
+    try {
+        const int status = app::osx::qnuapp::agentMain();
+        return End{"returned", status};
+    } catch (const platform::sim::SimExit& e) {
+        return End{"exit", e.status};
+    } catch (const ScenarioEnd&) {
+        return End{"running", 0};
+    }
+}
+
+}  // namespace qn::tools::qnscenario
