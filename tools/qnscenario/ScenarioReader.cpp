@@ -17,7 +17,8 @@ const json& ScenarioReader::object(const json& j,
     if (!j.is_object()) {
         fail("expected an object");
     }
-    for (const auto& [key, value] : j.items()) {
+    for (const auto& item : j.items()) {
+        const std::string& key = item.key();
         const bool known =
             std::any_of(allowed.begin(), allowed.end(), [&](const char* a) { return key == a; });
         if (!known) {
