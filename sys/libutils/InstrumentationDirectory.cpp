@@ -12,9 +12,6 @@ namespace qn::sys::instrumentation {
 using namespace layout;
 
 namespace {
-constexpr std::uint32_t kNameTooLong = 35;
-constexpr std::uint32_t kDirectoryFull = 36;
-constexpr std::uint32_t kAlreadyThere = 38;
 constexpr std::int32_t kEverybodyReadsAndWrites = 2;
 }  // namespace
 

@@ -7,6 +7,12 @@
 // every integer in the host's byte order, every offset fixed.
 namespace qn::sys::instrumentation::layout {
 
+// Message codes of the instrumentation's exceptions.
+constexpr std::uint32_t kNameTooLong = 35;
+constexpr std::uint32_t kDirectoryFull = 36;
+constexpr std::uint32_t kNoFreeSlot = 37;
+constexpr std::uint32_t kAlreadyThere = 38;
+
 // The directory: count, capacity, then the names.
 constexpr std::size_t kDirectoryCountOffset = 0;
 constexpr std::size_t kDirectoryCapacityOffset = 4;

@@ -13,8 +13,6 @@ using namespace layout;
 
 namespace {
 
-constexpr std::uint32_t kNoFreeSlot = 37;
-constexpr std::uint32_t kAlreadyThere = 38;
 constexpr std::int32_t kOwnerWritesEverybodyReads = 1;
 constexpr int kAttempts = 10;
 
