@@ -1,0 +1,41 @@
+#pragma once
+// A private dbus-daemon for one test, standing in for the system bus, and client
+// connections to it. Ready once the daemon has printed its address.
+
+#include <systemd/sd-bus.h>
+
+#include <memory>
+#include <string>
+
+#include "tests/support/linux/ChildProcess.h"
+
+namespace qn::testing::linux_host {
+
+struct BusCloser {
+    void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
+};
+using BusConnection = std::unique_ptr<sd_bus, BusCloser>;
+
+class PrivateBus {
+  public:
+    // Throws std::runtime_error when the daemon does not start.
+    PrivateBus();
+    const std::string& address() const { return m_address; }
+    const std::string& directory() const { return m_dir.path(); }
+    // A new client connection, registered with the daemon. Throws on failure.
+    BusConnection connect() const;
+
+  private:
+    ScratchDir m_dir;
+    std::string m_address;
+    std::unique_ptr<ChildProcess> m_daemon;
+};
+
+// Processes the connection until `done()` or the deadline (seconds); false on the
+// deadline. For readiness, never for timing: the deadline only ends a broken test.
+template <typename Done>
+bool processUntil(sd_bus* bus, Done done, int deadlineSeconds = 30);
+
+}  // namespace qn::testing::linux_host
+
+#include "tests/support/linux/PrivateBus.inl"
