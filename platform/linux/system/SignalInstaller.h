@@ -1,0 +1,16 @@
+#pragma once
+// The System port's signal(): installs a handler with the BSD semantics the agent was
+// written for (restarted system calls, the handler staying installed), through
+// sigaction so that the semantics do not depend on the C library's choice.
+
+#include "platform/System.h"
+
+namespace qn::platform::linux_host {
+
+class SignalInstaller {
+  public:
+    // The previous handler, or SIG_ERR (errno set) for a signal that cannot be caught.
+    SignalHandler signal(int signal, SignalHandler handler) const;
+};
+
+}  // namespace qn::platform::linux_host
