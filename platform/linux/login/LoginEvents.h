@@ -28,6 +28,8 @@ class LoginEvents {
     LoginEvents(const LoginEvents&) = delete;
     LoginEvents& operator=(const LoginEvents&) = delete;
 
+    // False when the bus refused one of the matches: some events will not arrive.
+    bool watching() const { return m_sleepMatch && m_shutdownMatch && m_propertiesMatch; }
     bool holdsSleepLock() const { return m_inhibitor.held(); }
 
   private:

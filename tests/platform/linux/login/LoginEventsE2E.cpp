@@ -63,6 +63,7 @@ class LoginEventsE2E : public ::testing::Test {
 
 TEST_F(LoginEventsE2E, SleepIsReportedUnderTheLockAndWakeTakesItAgain) {
     LoginEvents events(m_agentBus.get(), m_session, m_center);
+    ASSERT_TRUE(events.watching());
     ASSERT_TRUE(events.holdsSleepLock());
     auto held = m_logind.inhibitors();
     ASSERT_EQ(1u, held.size());
