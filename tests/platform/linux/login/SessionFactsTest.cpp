@@ -43,14 +43,6 @@ TEST(SessionDictionaryTest, NoSessionIsTheNullValue) {
     EXPECT_TRUE(sessionDictionary(std::nullopt).isNull());
 }
 
-TEST(SessionDictionaryTest, ActiveUserSessionIsOnConsoleAndLoggedIn) {
-    const Value dictionary = sessionDictionary(userSession());
-    EXPECT_TRUE(dictionary.get(kCGSSessionOnConsoleKey).isSameObject(kCFBooleanTrue()));
-    EXPECT_TRUE(dictionary.get(kCGSessionLoginDoneKey).isSameObject(kCFBooleanTrue()));
-    EXPECT_EQ(1000, dictionary.get(kCGSessionUserIDKey).longLongValue());
-    EXPECT_EQ("alice", dictionary.get(kCGSessionUserNameKey).stringValue());
-}
-
 TEST(SessionDictionaryTest, OnlyAGreeterHasNotLoggedIn) {
     SessionRecord record = userSession();
     record.active = false;
@@ -65,17 +57,6 @@ TEST(SessionDictionaryTest, OnlyAGreeterHasNotLoggedIn) {
         dictionary = sessionDictionary(record);
         EXPECT_TRUE(dictionary.get(kCGSessionLoginDoneKey).isSameObject(kCFBooleanTrue())) << other;
     }
-}
-
-TEST(SessionAttributesTest, GraphicalAndRemoteSessions) {
-    SessionRecord record = userSession();
-    EXPECT_EQ(0x0010u, sessionAttributes(record));
-    record.type = "wayland";
-    record.remote = true;
-    EXPECT_EQ(0x1010u, sessionAttributes(record));
-    record.type = "tty";
-    record.remote = false;
-    EXPECT_EQ(0u, sessionAttributes(record));
 }
 
 }  // namespace
