@@ -164,6 +164,18 @@ void LogindStandIn::setSessionClass(const std::string& sessionPath,
              sessionClass.c_str());
 }
 
+void LogindStandIn::emitActiveChanged(const std::string& sessionPath, std::optional<bool> active) {
+    if (active) {
+        mockCall(sessionPath.c_str(), "EmitSignal", "sssav", "org.freedesktop.DBus.Properties",
+                 "PropertiesChanged", "sa{sv}as", 3, "s", kSessionInterface, "a{sv}", 1, "Active",
+                 "b", *active ? 1 : 0, "as", 0);
+    } else {
+        mockCall(sessionPath.c_str(), "EmitSignal", "sssav", "org.freedesktop.DBus.Properties",
+                 "PropertiesChanged", "sa{sv}as", 3, "s", kSessionInterface, "a{sv}", 0, "as", 1,
+                 "Active");
+    }
+}
+
 void LogindStandIn::emitPrepareForSleep(bool start) {
     mockCall(kManagerPath, "EmitSignal", "sssav", kManagerInterface, "PrepareForSleep", "b", 1, "b",
              start ? 1 : 0);

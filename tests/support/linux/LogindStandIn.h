@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,11 @@ class LogindStandIn {
     // Changes a session's property and announces it with PropertiesChanged.
     void setSessionActive(const std::string& sessionPath, bool active);
     void setSessionClass(const std::string& sessionPath, const std::string& sessionClass);
+
+    // A PropertiesChanged of the session's Active alone, leaving the property as it is:
+    // with a value, or (none) naming it as changed without one, as a service does for a
+    // property whose value it does not send.
+    void emitActiveChanged(const std::string& sessionPath, std::optional<bool> active);
 
     void emitPrepareForSleep(bool start);
     void emitPrepareForShutdown(bool start);

@@ -125,6 +125,19 @@ TEST_F(LoginEventsE2E, TheSessionsActiveChangesAreLogoutAndLogin) {
               m_center.posted);
 }
 
+TEST_F(LoginEventsE2E, AnActiveSentWithoutItsValueIsReadBack) {
+    LoginEvents events(m_agentBus.get(), m_session, m_center);
+    m_session.copyCurrentDictionary();
+    // The property stays true throughout; only the announcements differ.
+    m_logind.emitActiveChanged(m_sessionPath, false);
+    awaitPosted(1);
+    m_logind.emitActiveChanged(m_sessionPath, std::nullopt);
+    awaitPosted(2);
+    EXPECT_EQ((Names{NSWorkspaceSessionDidResignActiveNotification,
+                     NSWorkspaceSessionDidBecomeActiveNotification}),
+              m_center.posted);
+}
+
 TEST_F(LoginEventsE2E, SignalsFromAnotherSenderAreIgnored) {
     LoginEvents events(m_agentBus.get(), m_session, m_center);
     m_session.copyCurrentDictionary();
