@@ -31,9 +31,10 @@ struct World {
     }
 };
 
+// The servers live for the whole run and are stopped and reaped at exit.
 World& world() {
-    static World* instance = new World();  // the servers live for the whole run
-    return *instance;
+    static World instance;
+    return instance;
 }
 
 void call(sd_bus* bus, const char* interface, const char* member) {
