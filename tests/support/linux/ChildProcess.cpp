@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -51,12 +52,18 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv,
     if (log < 0) {
         throw std::runtime_error("ChildProcess: cannot open " + logPath);
     }
+    const pid_t parent = ::getpid();
     m_pid = ::fork();
     if (m_pid < 0) {
         ::close(log);
         throw std::runtime_error("ChildProcess: fork failed");
     }
     if (m_pid == 0) {
+        // A test that crashes takes its servers with it instead of leaving them to init.
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (::getppid() != parent) {
+            ::_exit(127);
+        }
         ::dup2(log, STDOUT_FILENO);
         ::dup2(log, STDERR_FILENO);
         if (keepFd >= 0) {
