@@ -98,6 +98,10 @@ bool X11Quartz::dispatchPending() {
     return more || XEventsQueued(m_display->get(), QueuedAlready) > 0;
 }
 
+bool X11Quartz::hasQueuedEvents() const {
+    return usable() && XEventsQueued(m_display->get(), QueuedAlready) > 0;
+}
+
 void X11Quartz::readOutputs() {
     m_outputs = m_randr->readOutputs(&m_primary);
     m_main = pickMainDisplay(m_outputs, m_primary);

@@ -34,6 +34,9 @@ class X11Quartz : public Quartz {
     // run. True when events are left for another turn without the descriptor waking.
     int fd() const;
     bool dispatchPending();
+    // Whether Xlib already holds events that the descriptor will not announce: events
+    // read while waiting for a reply. No I/O; for a check after each loop iteration.
+    bool hasQueuedEvents() const;
 
     bool connected() const { return m_display != nullptr; }
     bool underXwayland() const { return m_xwayland; }

@@ -161,6 +161,29 @@ TEST(X11QuartzE2E, RandrChangesBecomeReconfigurationCallbacks) {
     quartz.CGScreenUnregisterMoveCallback(ignoreMove, nullptr);
 }
 
+// A reply read while the events before it sit in the socket takes them into Xlib's
+// queue, where the descriptor no longer announces them.
+TEST(X11QuartzE2E, EventsReadDuringARoundTripAreShownAsQueued) {
+    auto server = startServer(XServer::Kind::XorgDummy);
+    ASSERT_TRUE(server);
+    ExitingSystem system;
+    X11Quartz quartz(system, server->display().c_str());
+    std::vector<Event> events;
+    ASSERT_EQ(quartz.CGDisplayRegisterReconfigurationCallback(record, &events), kCGErrorSuccess);
+    EXPECT_FALSE(quartz.hasQueuedEvents());
+    ASSERT_EQ(server->run({"xrandr", "--addmode", "DUMMY1", "1024x768"}), 0);
+    ASSERT_EQ(
+        server->run({"xrandr", "--output", "DUMMY1", "--mode", "1024x768", "--right-of", "DUMMY0"}),
+        0);
+    quartz.CGDisplayIsAsleep(quartz.CGMainDisplayID());  // one round trip
+    EXPECT_TRUE(quartz.hasQueuedEvents());
+    while (quartz.dispatchPending()) {
+    }
+    EXPECT_FALSE(quartz.hasQueuedEvents());
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[1].flags, kCGDisplayAddFlag | kCGDisplayEnabledFlag);
+}
+
 struct Refreshes {
     std::vector<CGRect> rects;
     int calls = 0;
