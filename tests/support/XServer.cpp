@@ -62,7 +62,8 @@ void reap(pid_t pid) {
 
 }  // namespace
 
-std::unique_ptr<XServer> XServer::start(Kind kind, std::string* error) {
+std::unique_ptr<XServer> XServer::start(Kind kind, std::string* error,
+                                        const std::vector<std::string>& extraArgs) {
     char pattern[] = "/tmp/qn-xserver-XXXXXX";
     if (!::mkdtemp(pattern)) {
         *error = std::string("mkdtemp: ") + std::strerror(errno);
@@ -100,6 +101,7 @@ std::unique_ptr<XServer> XServer::start(Kind kind, std::string* error) {
                 "-novtswitch",
                 "-sharevts"};
     }
+    args.insert(args.end(), extraArgs.begin(), extraArgs.end());
     const std::string log = directory + "/server.log";
     const pid_t pid = ::fork();
     if (pid < 0) {

@@ -16,7 +16,9 @@ class XServer {
     enum class Kind { Xvfb, XorgDummy };
 
     // Null when the server cannot be started or does not get ready; `error` says why.
-    static std::unique_ptr<XServer> start(Kind kind, std::string* error);
+    // `extraArgs` go to the server's command line (such as "-extension", "RANDR").
+    static std::unique_ptr<XServer> start(Kind kind, std::string* error,
+                                          const std::vector<std::string>& extraArgs = {});
     ~XServer();
     XServer(const XServer&) = delete;
     XServer& operator=(const XServer&) = delete;

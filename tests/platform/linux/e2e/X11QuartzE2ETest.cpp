@@ -93,6 +93,30 @@ TEST(X11QuartzE2E, XvfbDisplayHasTheRateTheServerGives) {
     quartz.CGDisplayModeRelease(mode);
 }
 
+TEST(X11QuartzE2E, WithoutRandrTheRootWindowIsTheOneDisplay) {
+    std::string error;
+    auto server = XServer::start(XServer::Kind::Xvfb, &error, {"-extension", "RANDR"});
+    ASSERT_TRUE(server) << error;
+    std::string info;
+    ASSERT_EQ(server->run({"xdpyinfo"}, &info), 0);
+    ASSERT_EQ(info.find("RANDR"), std::string::npos);
+    std::smatch root;
+    ASSERT_TRUE(std::regex_search(info, root, std::regex(R"(root window id:\s+0x([0-9a-f]+))")));
+    const auto rootId = static_cast<CGDirectDisplayID>(std::stoul(root[1], nullptr, 16));
+
+    ExitingSystem system;
+    X11Quartz quartz(system, server->display().c_str());
+    EXPECT_EQ(online(quartz), std::vector<CGDirectDisplayID>{rootId});
+    EXPECT_EQ(quartz.CGMainDisplayID(), rootId);
+    EXPECT_EQ(quartz.CGDisplayBounds(rootId), CGRectMake(0, 0, 1920, 1080));
+    EXPECT_NE(quartz.CGDisplayIOServicePort(rootId), 0u);
+    auto* mode = quartz.CGDisplayCopyDisplayMode(rootId);
+    ASSERT_NE(mode, nullptr);
+    EXPECT_EQ(quartz.CGDisplayModeGetPixelWidth(mode), 1920u);
+    EXPECT_EQ(quartz.CGDisplayModeGetRefreshRate(mode), 0.0);
+    quartz.CGDisplayModeRelease(mode);
+}
+
 // Plug, mode change, mirror, unplug: each gives a begin per changed display, then the
 // finished events, with the lists already changed.
 TEST(X11QuartzE2E, RandrChangesBecomeReconfigurationCallbacks) {
