@@ -40,10 +40,9 @@ X11Quartz::X11Quartz(System& system, const char* displayName) : m_system(system)
     int error = 0;
     m_xwayland = isXwayland(XQueryExtension(display, "XWAYLAND", &opcode, &event, &error),
                             m_randr->outputNames());
-    if (m_xwayland) {
-        QN_SEAM_LOG(kLogSource, kWarn,
-                    "Screen updates and display streams are unavailable under Xwayland");
-    }
+    // Written when the main display is first asked for: the host may be made before the
+    // logger starts.
+    m_xwaylandWarningDue = m_xwayland;
 
     m_randr->selectChangeEvents();
     auto changed = [this](const XEvent& e) {
@@ -180,6 +179,10 @@ const DisplayOutput* X11Quartz::output(CGDirectDisplayID display) const {
 }
 
 CGDirectDisplayID X11Quartz::CGMainDisplayID() {
+    if (std::exchange(m_xwaylandWarningDue, false)) {
+        QN_SEAM_LOG(kLogSource, kWarn,
+                    "Screen updates and display streams are unavailable under Xwayland");
+    }
     return usable() ? m_main : 0;
 }
 

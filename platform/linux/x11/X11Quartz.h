@@ -114,6 +114,7 @@ class X11Quartz : public Quartz {
     std::unique_ptr<DamageTracker> m_damage;
     std::unique_ptr<XEventHandlerRegistration> m_damageHandler;
     bool m_xwayland = false;
+    bool m_xwaylandWarningDue = false;
 
     DisplayOutputs m_outputs;
     std::uint32_t m_primary = 0;
