@@ -5,6 +5,7 @@
 #include <X11/Xlib.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
