@@ -241,6 +241,7 @@ TEST(X11QuartzE2E, DrawingGivesRefreshRectanglesCoveringIt) {
     X11Quartz quartz(system, server->display().c_str());
     Refreshes refreshes;
     ASSERT_EQ(quartz.CGRegisterScreenRefreshCallback(collect, &refreshes), kCGErrorSuccess);
+    ASSERT_EQ(quartz.CGScreenRegisterMoveCallback(ignoreMove, nullptr), kCGErrorSuccess);
 
     Display* painter = XOpenDisplay(server->display().c_str());
     ASSERT_NE(painter, nullptr);
@@ -272,9 +273,18 @@ TEST(X11QuartzE2E, DrawingGivesRefreshRectanglesCoveringIt) {
         EXPECT_GT(r.size.width, 0);
         EXPECT_GT(r.size.height, 0);
     }
+    // A moved window is damage at both places; there is no move event to wait for.
+    refreshes = {};
+    XMoveWindow(painter, window, 700, 500);
+    XSync(painter, False);
+    EXPECT_TRUE(driveUntil(quartz, [&] {
+        return covers(refreshes.rects, CGRectMake(50, 60, 400, 300)) &&
+               covers(refreshes.rects, CGRectMake(700, 500, 400, 300));
+    }));
     XFreeGC(painter, gc);
     XCloseDisplay(painter);
     quartz.CGUnregisterScreenRefreshCallback(collect, &refreshes);
+    quartz.CGScreenUnregisterMoveCallback(ignoreMove, nullptr);
 }
 
 TEST(X11QuartzE2E, ScreenSaverForcedOnAndOffReadsAsAsleepAndAwake) {
