@@ -31,8 +31,11 @@ RandrScreen::RandrScreen(Display* display, XAtomCache& atoms)
     int errorBase = 0;
     int major = 0;
     int minor = 0;
-    // Per-output CRTCs and the primary output came with 1.3.
-    m_hasRandr = XRRQueryExtension(m_display, &m_eventBase, &errorBase) &&
+    int opcode = 0;
+    // The core query first: libXrandr keeps a record it never frees for a display
+    // that lacks the extension. Per-output CRTCs and the primary output came with 1.3.
+    m_hasRandr = XQueryExtension(m_display, "RANDR", &opcode, &m_eventBase, &errorBase) &&
+                 XRRQueryExtension(m_display, &m_eventBase, &errorBase) &&
                  XRRQueryVersion(m_display, &major, &minor) &&
                  (major > 1 || (major == 1 && minor >= 3));
 }
