@@ -205,7 +205,6 @@ TEST_F(NewerRegistryLookup, IndexIsReadRightBehindTheDriverPathAndCutTo32Bits) {
         {"12ab", 12},       // the number ends at the first non-digit
         {"X", 0},           // no digits there read as 0
         {"4294967298", 2},  // read as unsigned long, then cut to 32 bits
-        {"-1", kNotFound},  // all ones counts as no match: the walk goes on and ends
     };
     platform::CGDirectDisplayID id = 0x4000;
     for (const auto& c : cases) {
@@ -215,6 +214,17 @@ TEST_F(NewerRegistryLookup, IndexIsReadRightBehindTheDriverPathAndCutTo32Bits) {
         place(spec);
         EXPECT_EQ(lookUp(id), c.index) << c.instance;
     }
+
+    // All ones counts as no match: the walk goes on, here to an equal monitor further on.
+    auto wrapped = adapter(0x4100, 1);
+    wrapped.display.modelNumber = 0x4100;
+    wrapped.instanceText = "-1";
+    place(wrapped);
+    EXPECT_EQ(lookUp(0x4100), kNotFound);
+    auto equal = adapter(0x4101, 5);
+    equal.display.modelNumber = 0x4100;
+    place(equal);
+    EXPECT_EQ(lookUp(0x4100), 5u);
 }
 
 TEST_F(NewerRegistryLookup, EachCandidateWritesFiveVerboseLines) {
