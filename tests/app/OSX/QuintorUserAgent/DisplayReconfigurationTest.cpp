@@ -154,16 +154,5 @@ TEST_F(DisplayReconfiguration, DisplayAddedWithoutProxyIsKnownAndLaterReportedWi
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "DEBUG Added display with id 0x4001"), 1);
 }
 
-TEST_F(DisplayReconfiguration, ToBeRemovedIsKnownAndNoLongerOnline) {
-    settle();
-    place(0x4001, false);
-    EXPECT_FALSE(observer.isToBeRemoved(Display(0x4001))) << "unknown";
-    EXPECT_FALSE(observer.isToBeRemoved(Display(kSecond))) << "known and online";
-    agent.world().vanishDisplay(kSecond);
-    EXPECT_TRUE(observer.isToBeRemoved(Display(kSecond)));
-    observer.desktopModel().add(0x4001);
-    EXPECT_TRUE(observer.isToBeRemoved(Display(0x4001))) << "known, present but offline";
-}
-
 }  // namespace
 }  // namespace qn::app::osx::qnuapp
