@@ -9,6 +9,7 @@ namespace {
 
 // Written by main before any other thread starts, or by a test fixture on its thread.
 Backend g_backend;
+unsigned long g_generation = 0;
 
 template <typename Port>
 Port& require(Port* port, const char* name) {
@@ -22,14 +23,21 @@ Port& require(Port* port, const char* name) {
 
 void installBackend(const Backend& backend) {
     g_backend = backend;
+    ++g_generation;
 }
 
 ScopedBackend::ScopedBackend(const Backend& backend) : m_previous(g_backend) {
     g_backend = backend;
+    ++g_generation;
 }
 
 ScopedBackend::~ScopedBackend() {
     g_backend = m_previous;
+    ++g_generation;
+}
+
+unsigned long backendGeneration() {
+    return g_generation;
 }
 
 Quartz& quartz() {

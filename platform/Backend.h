@@ -39,6 +39,10 @@ class ScopedBackend {
     Backend m_previous;
 };
 
+// Changes whenever a backend is installed or put back: facts read from the host once
+// per process are read again under another host.
+unsigned long backendGeneration();
+
 // Each accessor fails with std::logic_error when no backend provides its port.
 Quartz& quartz();
 IOKit& ioKit();

@@ -220,8 +220,12 @@ void SimQuartz::addDisplay(const SimDisplay& d) {
     reconfigure(d.id, kCGDisplayAddFlag | kCGDisplayEnabledFlag);
 }
 
-void SimQuartz::removeDisplay(CGDirectDisplayID id) {
+void SimQuartz::forgetDisplay(CGDirectDisplayID id) {
     std::erase_if(m_displays, [id](const SimDisplay& d) { return d.id == id; });
+}
+
+void SimQuartz::removeDisplay(CGDirectDisplayID id) {
+    forgetDisplay(id);
     reconfigure(id, kCGDisplayBeginConfigurationFlag);
     reconfigure(id, kCGDisplayRemoveFlag | kCGDisplayDisabledFlag);
 }

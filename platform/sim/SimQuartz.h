@@ -72,6 +72,8 @@ class SimQuartz : public Quartz {
     void addDisplay(const SimDisplay& display);
     // Unplugs it: it is gone at once; begin, then remove + disabled.
     void removeDisplay(CGDirectDisplayID id);
+    // Gone without any callback.
+    void forgetDisplay(CGDirectDisplayID id);
     // A new mode: begin, then set-mode.
     void setMode(CGDirectDisplayID id, std::size_t width, std::size_t height, double refreshRate);
     void setAsleep(CGDirectDisplayID id, bool asleep);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/sim/SimHost.h"
@@ -18,6 +19,14 @@ struct SimDisplaySpec {
     std::optional<std::uint32_t> adapterIndex;
     // False: the system has no registry service for the display.
     bool withService = true;
+    // Registry oddities of an adapter display. The text behind the driver path in place
+    // of the index.
+    std::optional<std::string> instanceText;
+    // Hubs between the adapter's instance and its framebuffer, one path component each;
+    // some 30 of them make the paths longer than the registry's 512-byte buffer.
+    std::uint32_t hubs = 0;
+    // The display's vendor property as this value instead of its vendor number.
+    std::optional<Value> vendorProperty;
 };
 
 class SimWorld {
@@ -28,8 +37,11 @@ class SimWorld {
 
     explicit SimWorld(SimHost& host) : m_host(host) {}
 
-    // A display present before anything runs: no callbacks.
+    // A display present before anything runs, or one that appears or changes unannounced:
+    // no callbacks. A display placed again gets new registry entries.
     void placeDisplay(SimDisplaySpec spec);
+    // Gone from Quartz and the registry without any callback.
+    void vanishDisplay(CGDirectDisplayID id);
     // A display plugged in now: the reconfiguration callbacks follow on the run loop.
     void plugDisplay(SimDisplaySpec spec);
     // Unplugged: gone from Quartz and from the registry, then the callbacks.
@@ -38,13 +50,19 @@ class SimWorld {
     io_service_t adapterDriver(std::uint32_t index);
 
     SimHost& host() { return m_host; }
+    // The display's framebuffer (its service) and the display entry below its display
+    // connection; 0 when it has none.
+    io_registry_entry_t framebuffer(CGDirectDisplayID id) const;
+    io_registry_entry_t displayEntry(CGDirectDisplayID id) const;
 
   private:
     void addRegistryEntries(SimDisplaySpec& spec);
+    void removeRegistryEntries(CGDirectDisplayID id);
 
     SimHost& m_host;
     std::map<std::uint32_t, io_service_t> m_drivers;
     std::map<CGDirectDisplayID, io_registry_entry_t> m_framebuffers;
+    std::map<CGDirectDisplayID, io_registry_entry_t> m_displayEntries;
 };
 
 }  // namespace qn::platform::sim

@@ -203,6 +203,16 @@ const std::map<std::string, StepBuilder>& stepBuilders() {
              const auto id = r.uint32(a, "unplugDisplay");
              return always([id](ScenarioPlayer& p) { p.world().unplugDisplay(id); });
          }},
+        {"placeDisplay",
+         [](const json& a, const ScenarioReader& r) {
+             const auto spec = r.display(a);
+             return always([spec](ScenarioPlayer& p) { p.world().placeDisplay(spec); });
+         }},
+        {"vanishDisplay",
+         [](const json& a, const ScenarioReader& r) {
+             const auto id = r.uint32(a, "vanishDisplay");
+             return always([id](ScenarioPlayer& p) { p.world().vanishDisplay(id); });
+         }},
         {"setMode",
          [](const json& a, const ScenarioReader& r) {
              r.object(a, {"id", "width", "height", "refreshRate"});

@@ -1,7 +1,7 @@
 #include "app/OSX/QuintorUserAgent/Display.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -29,21 +29,23 @@ double Display::refreshRate() const {
 
 std::int32_t osReleaseNumber() {
     static std::int32_t number = -1;
+    // Read once per process, that is once per host: a test's new host is read afresh.
+    static unsigned long readUnder = 0;
+    if (readUnder != platform::backendGeneration()) {
+        readUnder = platform::backendGeneration();
+        number = -1;
+    }
     if (number != -1) {
         return number;
     }
+    // A failing call leaves the buffer empty, the extraction fails and -1 stays, so the
+    // release is asked again next time.
     char release[256] = {};
     std::size_t size = sizeof release;
-    if (platform::system().sysctlbyname("kern.osrelease", release, &size, nullptr, 0) != 0) {
-        return number;
-    }
-    std::string digits;
-    for (const char* c = release; *c; ++c) {
-        if (*c != '.') {
-            digits += *c;
-        }
-    }
-    number = std::atoi(digits.c_str());
+    platform::system().sysctlbyname("kern.osrelease", release, &size, nullptr, 0);
+    std::string digits(release);
+    std::erase(digits, '.');
+    std::istringstream(digits) >> number;
     return number;
 }
 

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "app/OSX/QuintorUserAgent/AgentLogging.h"
+#include "app/OSX/QuintorUserAgent/DisplayRegistryHelper.h"
 #include "app/OSX/QuintorUserAgent/ManagerCall.h"
 #include "platform/Backend.h"
 #include "platform/Foundation.h"
@@ -19,15 +20,7 @@ constexpr CGDisplayChangeSummaryFlags kBegin = platform::kCGDisplayBeginConfigur
 constexpr CGDisplayChangeSummaryFlags kSetMode = platform::kCGDisplaySetModeFlag;
 constexpr CGDisplayChangeSummaryFlags kAdd = platform::kCGDisplayAddFlag;
 constexpr CGDisplayChangeSummaryFlags kRemove = platform::kCGDisplayRemoveFlag;
-constexpr std::uint32_t kNoFramebuffer = 0xFFFFFFFF;
 constexpr std::int64_t kUpdateDelayNanoseconds = 2000000000;
-
-// The framebuffer index of an adapter's display comes from the registry walk, which is
-// not part of this build yet; until then every display reads as no adapter, the value
-// the walk itself gives when it finds nothing.
-std::uint32_t framebufferIndexForDisplay(CGDirectDisplayID) {
-    return kNoFramebuffer;
-}
 
 }  // namespace
 
@@ -161,7 +154,7 @@ void QuartzDisplayNotificationObserver::reconfigurationDisplay_withFlags(
         return;
     }
     const platform::CGRect bounds = platform::quartz().CGDisplayBounds(id);
-    const std::uint32_t framebufferIndex = framebufferIndexForDisplay(id);
+    const std::uint32_t framebufferIndex = DisplayRegistryHelper::getFramebufferIndexForDisplay(id);
     if (!m_desktopModel->contains(id) && display.isOnline()) {
         m_desktopModel->add(id);
         flags |= kAdd;

@@ -112,5 +112,42 @@ TEST_F(SimIOKitTest, AnAdapterDisplayHangsUnderItsDriverAndGoesWithItsEntries) {
     EXPECT_NE(ioKit.IORegistryEntryGetPath(child, kIOServicePlane, path), KERN_SUCCESS);
 }
 
+TEST_F(SimIOKitTest, RegistryOdditiesAndDisplaysThatComeAndGoUnannounced) {
+    SimDisplaySpec spec;
+    spec.display.id = 78;
+    spec.adapterIndex = 1;
+    spec.instanceText = "1b";
+    spec.vendorProperty = Value::string("0x10ac");
+    world.placeDisplay(spec);
+    const auto info = ioKit.IODisplayCreateInfoDictionary(world.framebuffer(78), 0);
+    EXPECT_EQ(info.get(kIODisplayLocationKey)
+                  .stringValue()
+                  .rfind(std::string(SimWorld::kDriverPath) + "1b/QuintorFramebuffer@78/", 0),
+              0u);
+    EXPECT_TRUE(ioKit.IORegistryEntryCreateCFProperty(world.displayEntry(78), kDisplayVendorID, 0)
+                    .isString());
+
+    // Placed again: new entries replace the old ones, which are gone.
+    const auto old = world.displayEntry(78);
+    spec.hubs = 40;
+    world.placeDisplay(spec);
+    io_string_t path;
+    EXPECT_NE(ioKit.IORegistryEntryGetPath(old, kIOServicePlane, path), KERN_SUCCESS);
+    EXPECT_GT(ioKit.IODisplayCreateInfoDictionary(world.framebuffer(78), 0)
+                  .get(kIODisplayLocationKey)
+                  .stringValue()
+                  .size(),
+              sizeof(io_string_t));
+    EXPECT_EQ(ioKit.IORegistryEntryGetPath(world.displayEntry(78), kIOServicePlane, path),
+              kIOReturnBadArgument)
+        << "a path longer than the buffer cannot be read";
+
+    world.vanishDisplay(78);
+    EXPECT_EQ(host.quartz().display(78), nullptr);
+    EXPECT_EQ(world.framebuffer(78), 0u);
+    EXPECT_EQ(firstMatch(ioKit.IOServiceMatching("IODisplayConnect")), 0u);
+    EXPECT_EQ(host.runLoop().pendingCount(), 0u) << "no callback is announced";
+}
+
 }  // namespace
 }  // namespace qn::platform::sim

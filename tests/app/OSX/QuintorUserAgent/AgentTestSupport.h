@@ -37,6 +37,8 @@ class AgentHost {
     }
 
     platform::sim::SimHost& host() { return m_host; }
+    platform::sim::SimWorld& world() { return m_world; }
+    sys::Logger& logger() { return m_logger; }
 
     // The agent's lines since the last call.
     std::vector<std::string> newLines() {

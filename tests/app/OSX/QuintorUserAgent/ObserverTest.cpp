@@ -43,6 +43,42 @@ TEST(QuartzDisplayNotificationObserver, ScreenUpdateCallbacksAreAllOrNothing) {
     EXPECT_EQ(quartz.registeredCount(Registration::Reconfiguration), 0u);
 }
 
+TEST(QuartzDisplayNotificationObserver, RegisteringTwiceFindsEverythingInPlace) {
+    testing::AgentHost agent;
+    auto& quartz = agent.host().quartz();
+    QuartzDisplayNotificationObserver observer;
+    EXPECT_TRUE(observer.registerToQuartzDisplayNotifications());
+    agent.newLines();
+    EXPECT_TRUE(observer.registerToQuartzDisplayNotifications());
+    EXPECT_EQ(agent.newLines(), (Lines{"INFO Registering QuartzDisplayNotification callbacks",
+                                       "INFO Display reconfiguration callback already registered",
+                                       "INFO Screen update callbacks already registered"}));
+    EXPECT_EQ(quartz.registeredCount(Registration::Reconfiguration), 1u);
+    EXPECT_EQ(quartz.registeredCount(Registration::Refresh), 1u);
+    EXPECT_EQ(quartz.registeredCount(Registration::Move), 1u);
+    observer.unregisterQuartzDisplayNotifications();
+}
+
+TEST(QuartzDisplayNotificationObserver, FailingReconfigurationRegistrationTriesNothingElse) {
+    testing::AgentHost agent;
+    auto& quartz = agent.host().quartz();
+    QuartzDisplayNotificationObserver observer;
+    quartz.failRegistration(Registration::Reconfiguration, 1001);
+    EXPECT_FALSE(observer.registerToQuartzDisplayNotifications());
+    EXPECT_EQ(agent.newLines(),
+              (Lines{"INFO Registering QuartzDisplayNotification callbacks",
+                     "ERROR Couldn't register display reconfiguration callback: 1001",
+                     "ERROR Unable to register for display reconfiguration notifications"}));
+    EXPECT_EQ(quartz.registeredCount(Registration::Reconfiguration), 0u);
+    EXPECT_EQ(quartz.registeredCount(Registration::Refresh), 0u);
+
+    // The observer stays alive and the next allow tries again.
+    EXPECT_TRUE(observer.registerToQuartzDisplayNotifications());
+    EXPECT_EQ(quartz.registeredCount(Registration::Reconfiguration), 1u);
+    EXPECT_EQ(quartz.registeredCount(Registration::Move), 1u);
+    observer.unregisterQuartzDisplayNotifications();
+}
+
 TEST(QNMMessageObserver, LogsTheFiveNotificationsItIsRegisteredFor) {
     testing::AgentHost agent;
     auto communicator = NotificationCommunicator::create();
