@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include "app/OSX/QuintorUserAgent/QNUAMessageWindowController.h"
 #include "platform/linux/panel/PangoText.h"
 #include "platform/linux/panel/ScreenPlacement.h"
+#include "platform/linux/panel/X11PanelAppKit.h"
+#include "platform/sim/SimHost.h"
 
 namespace qn::platform::panel {
 namespace {
@@ -54,6 +57,30 @@ TEST(PangoText, LinesWrapAtTheContainerWidthAndStackWithoutGaps) {
     spec.width = -1;
     EXPECT_GT(measure(context.get(), NSAttributedString("Monitor mode"), bold).width,
               measure(context.get(), NSAttributedString("Monitor mode"), spec).width);
+}
+
+TEST(X11PanelWithoutServer, NoScreenAndNoWindowButTheMessageStillRunsItsCourse) {
+    sim::SimHost host;
+    // A display nobody serves: the connection fails at once.
+    X11PanelAppKit panel(host.appKit(), "resources", ":4711");
+    EXPECT_FALSE(panel.connected());
+    EXPECT_EQ(panel.connectionNumber(), -1);
+    EXPECT_FALSE(panel.mainScreen().has_value());
+    auto backend = host.backend();
+    backend.appKit = &panel;
+    ScopedBackend installed(backend);
+    auto controller = app::osx::qnuapp::QNUAMessageWindowController::create();
+    std::weak_ptr<app::osx::qnuapp::QNUAMessageWindowController> alive = controller;
+    controller->showWindow_forTimeInterval(NSAttributedString("hello"), 15);
+    EXPECT_EQ(controller->window(), nullptr);
+    controller.reset();
+    EXPECT_FALSE(alive.expired());
+    host.runLoop().advanceSeconds(15.0);
+    EXPECT_TRUE(alive.expired());
+    // Session calls still reach the session's AppKit.
+    panel.sharedApplication();
+    panel.finishLaunching();
+    EXPECT_TRUE(host.appKit().applicationLaunched());
 }
 
 }  // namespace
