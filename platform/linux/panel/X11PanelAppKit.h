@@ -7,7 +7,9 @@
 //
 // Application start and workspace notifications belong to the session and are passed on
 // to the AppKit given at construction. X events are read only when the owner calls
-// processPendingEvents(), typically when connectionNumber() is readable.
+// processPendingEvents(): when connectionNumber() is readable, and before the loop
+// sleeps (an sd-event prepare callback), because a round trip of the panel's own (the
+// main screen's size) may already have read events into Xlib's queue.
 
 #include <map>
 #include <memory>
