@@ -56,7 +56,8 @@ void X11PanelAppKit::setUp() {
     XVisualInfo info;
     if (XMatchVisualInfo(m_display, DefaultScreen(m_display), 32, TrueColor, &info)) {
         m_visual = info.visual;
-        m_colormap = XCreateColormap(m_display, DefaultRootWindow(m_display), info.visual, AllocNone);
+        m_colormap =
+            XCreateColormap(m_display, DefaultRootWindow(m_display), info.visual, AllocNone);
     }
 }
 
