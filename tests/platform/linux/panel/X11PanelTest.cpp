@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <functional>
 #include <optional>
 
@@ -114,8 +115,9 @@ TEST_F(X11Panel, TheWindowHoldsExactlyThePictureTheRendererMakesFromTheHostsReco
         EXPECT_GE(a.height, 105);
         EXPECT_EQ(a.height > 105, sample.name == "ten-lines") << sample.name;
 
-        const CairoSurface png(
-            cairo_image_surface_create_from_png(writePng(panel->picture(ref)).c_str()));
+        const auto path = writePng(panel->picture(ref));
+        const CairoSurface png(cairo_image_surface_create_from_png(path.c_str()));
+        std::remove(path.c_str());
         ASSERT_EQ(cairo_surface_status(png.get()), CAIRO_STATUS_SUCCESS);
         ASSERT_EQ(cairo_image_surface_get_width(png.get()), a.width);
         ASSERT_EQ(cairo_image_surface_get_height(png.get()), a.height);
