@@ -1,9 +1,10 @@
 #pragma once
 // An Xvfb of the test's own: started as a child with -displayfd, ready once it has
-// written its display number, ended with SIGTERM and waited for.
+// written its display number, ended with SIGTERM and waited for (or when the test dies).
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +21,8 @@ class XvfbServer {
         }
         m_pid = fork();
         if (m_pid == 0) {
+            // A test that crashes takes its server with it.
+            prctl(PR_SET_PDEATHSIG, SIGTERM);
             close(fds[0]);
             const std::string fd = std::to_string(fds[1]);
             const int null = open("/dev/null", O_WRONLY);
