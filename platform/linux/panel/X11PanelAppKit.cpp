@@ -33,17 +33,18 @@ bool contains(const NSRect& r, double x, double y) {
 
 }  // namespace
 
-X11PanelAppKit::X11PanelAppKit(AppKit& session, std::string resourceDirectory,
+X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
                                const char* displayName)
-    : m_session(session),
+    : m_workspace(workspace),
       m_renderer(std::move(resourceDirectory)),
       m_ownDisplay(XOpenDisplay(displayName)),
       m_display(m_ownDisplay.get()) {
     setUp();
 }
 
-X11PanelAppKit::X11PanelAppKit(AppKit& session, std::string resourceDirectory, _XDisplay* display)
-    : m_session(session), m_renderer(std::move(resourceDirectory)), m_display(display) {
+X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
+                               _XDisplay* display)
+    : m_workspace(workspace), m_renderer(std::move(resourceDirectory)), m_display(display) {
     setUp();
 }
 

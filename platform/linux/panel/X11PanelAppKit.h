@@ -5,8 +5,9 @@
 // the keyboard: a click on a button runs its action, a drag elsewhere moves a movable
 // window (within the press's implicit grab only).
 //
-// Application start and workspace notifications belong to the session and are passed on
-// to the AppKit given at construction. X events are read only when the owner calls
+// Workspace notifications come from the session (logind) and are posted on the
+// centre given at construction; application start has nothing to do on X and is only
+// recorded. X events are read only when the owner calls
 // processPendingEvents(): when connectionNumber() is readable, and before the loop
 // sleeps (an sd-event prepare callback), because a round trip of the panel's own (the
 // main screen's size) may already have read events into Xlib's queue.
@@ -43,9 +44,11 @@ class X11PanelAppKit : public AppKit {
 
     // Opens its own connection to `displayName` (null: the DISPLAY variable, read by Xlib).
     // Without a connection there is no main screen and no window can be made.
-    X11PanelAppKit(AppKit& session, std::string resourceDirectory, const char* displayName);
+    X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
+                   const char* displayName);
     // Uses a connection the caller owns and keeps open longer than this object.
-    X11PanelAppKit(AppKit& session, std::string resourceDirectory, _XDisplay* display);
+    X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
+                   _XDisplay* display);
     ~X11PanelAppKit() override;
     X11PanelAppKit(const X11PanelAppKit&) = delete;
     X11PanelAppKit& operator=(const X11PanelAppKit&) = delete;
@@ -65,11 +68,10 @@ class X11PanelAppKit : public AppKit {
     bool isClosed(NSWindowRef window) const;
 
     // AppKit.
-    void sharedApplication() override { m_session.sharedApplication(); }
-    void finishLaunching() override { m_session.finishLaunching(); }
-    NSNotificationCenter& workspaceNotificationCenter() override {
-        return m_session.workspaceNotificationCenter();
-    }
+    void sharedApplication() override { m_applicationMade = true; }
+    void finishLaunching() override { m_launched = true; }
+    bool applicationLaunched() const { return m_applicationMade && m_launched; }
+    NSNotificationCenter& workspaceNotificationCenter() override { return m_workspace; }
     std::optional<NSScreen> mainScreen() override;
     double systemFontSize() override { return kSystemFontSize; }
     double systemFontSizeForControlSize(int) override { return kSystemFontSize; }
@@ -133,7 +135,9 @@ class X11PanelAppKit : public AppKit {
     void handle(const void* xevent);
     void destroy(PanelWindow& window);
 
-    AppKit& m_session;
+    NSNotificationCenter& m_workspace;
+    bool m_applicationMade = false;
+    bool m_launched = false;
     PanelRenderer m_renderer;
     DisplayOwner m_ownDisplay;
     _XDisplay* m_display = nullptr;

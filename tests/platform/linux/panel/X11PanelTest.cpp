@@ -31,7 +31,8 @@ class X11Panel : public ::testing::Test {
         ASSERT_TRUE(server.ready()) << "Xvfb did not start";
         probe.reset(XOpenDisplay(server.name().c_str()));
         ASSERT_TRUE(probe) << "no connection to " << server.name();
-        panel = std::make_unique<X11PanelAppKit>(host.appKit(), testing::sourceDir() + "/resources",
+        panel = std::make_unique<X11PanelAppKit>(host.appKit().workspaceNotificationCenter(),
+                                                 testing::sourceDir() + "/resources",
                                                  server.name().c_str());
         ASSERT_TRUE(panel->connected());
         auto b = host.backend();
