@@ -74,15 +74,53 @@ void SimAppKit::setFrame(NSWindowRef window, NSRect frame, bool display, bool) {
     }
 }
 
+void SimAppKit::orderFront(NSWindowRef window) {
+    auto& w = at(window);
+    if (!w.visible && !w.closed) {
+        w.visible = true;
+        if (m_windowListener) {
+            m_windowListener(w, WindowEvent::Shown);
+        }
+    }
+}
+
+void SimAppKit::orderOut(NSWindowRef window) {
+    auto& w = at(window);
+    if (w.visible) {
+        w.visible = false;
+        if (m_windowListener) {
+            m_windowListener(w, WindowEvent::Hidden);
+        }
+    }
+}
+
 void SimAppKit::close(NSWindowRef window) {
     auto& w = at(window);
+    if (w.closed) {
+        return;
+    }
     w.visible = false;
     w.closed = true;
+    if (m_windowListener) {
+        m_windowListener(w, WindowEvent::Closed);
+    }
+}
+
+WindowPicture SimAppKit::picture(NSWindowRef window) const {
+    const auto& w = m_windows.at(window - 1);
+    WindowPicture picture;
+    picture.size = w.frame.size;
+    picture.background = w.background;
+    if (w.background.kind == NSColor::Kind::Pattern) {
+        picture.patternImage = image(w.background.patternImage);
+    }
+    picture.subviews = w.subviews;
+    return picture;
 }
 
 bool SimAppKit::click(NSWindowRef window, std::size_t subview) {
     auto& w = at(window);
-    if (subview >= w.subviews.size() || !w.subviews[subview].action) {
+    if (w.closed || subview >= w.subviews.size() || !w.subviews[subview].action) {
         return false;
     }
     w.subviews[subview].action();

@@ -2,6 +2,7 @@
 // AppKit on the simulated host: workspace notifications on the run loop, a main screen,
 // text measured by a fixed-pitch model, and windows and images kept as data.
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -48,8 +49,8 @@ class SimAppKit : public AppKit {
     void addSubview(NSWindowRef window, NSViewSpec view) override {
         at(window).subviews.push_back(std::move(view));
     }
-    void orderFront(NSWindowRef window) override { at(window).visible = true; }
-    void orderOut(NSWindowRef window) override { at(window).visible = false; }
+    void orderFront(NSWindowRef window) override;
+    void orderOut(NSWindowRef window) override;
     void display(NSWindowRef window) override { ++at(window).displayCount; }
     void close(NSWindowRef window) override;
 
@@ -70,8 +71,16 @@ class SimAppKit : public AppKit {
     const std::vector<SimWindow>& windows() const { return m_windows; }
     SimWindow* window(NSWindowRef id);
     const SimImage* image(NSImageRef id) const;
-    // A click on a button of the window: its action runs.
+    // A click on a button of the window: its action runs. A closed window takes no clicks.
     bool click(NSWindowRef window, std::size_t subview);
+    // The window's whole picture, for a renderer; its pattern image points into this host.
+    WindowPicture picture(NSWindowRef window) const;
+
+    // Told when a window comes to the screen, leaves it or closes (not for calls that
+    // change nothing).
+    enum class WindowEvent { Shown, Hidden, Closed };
+    using WindowListener = std::function<void(const SimWindow& window, WindowEvent event)>;
+    void setWindowListener(WindowListener listener) { m_windowListener = std::move(listener); }
     bool applicationLaunched() const { return m_applicationMade && m_launched; }
 
   private:
@@ -86,6 +95,7 @@ class SimAppKit : public AppKit {
     std::vector<SimWindow> m_windows;
     std::vector<SimImage> m_images;
     std::vector<NSImageRef> m_focus;
+    WindowListener m_windowListener;
     bool m_applicationMade = false;
     bool m_launched = false;
 };

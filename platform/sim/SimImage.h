@@ -1,28 +1,15 @@
 #pragma once
 // An image of the simulated host with the drawing done into it, kept as data.
 
-#include <string>
-#include <vector>
-
-#include "platform/AppKit.h"
+#include "platform/DrawingRecord.h"
 
 namespace qn::platform::sim {
 
 // An image with the drawing done into it.
-struct SimImage {
-    struct Fill {
-        NSBezierPath path;
-        NSColor color;
-    };
-    struct Text {
-        std::string text;
-        NSRect rect;
-        Value attributes;
-    };
+struct SimImage : ImageRecord {
+    using Fill = DrawnFill;
+    using Text = DrawnText;
     NSImageRef id = 0;
-    NSSize size;
-    std::vector<Fill> fills;
-    std::vector<Text> texts;
 };
 
 }  // namespace qn::platform::sim

@@ -337,6 +337,21 @@ const std::map<std::string, StepBuilder>& stepBuilders() {
              r.boolean(a, "watchDisplays");
              return always([](ScenarioPlayer& p) { p.watchDisplays(); });
          }},
+        {"showMessage",
+         [](const json& a, const ScenarioReader& r) {
+             r.object(a, {"text", "title", "link"});
+             const auto text = r.string(r.member(a, "text"), "text");
+             const bool titled = a.contains("title");
+             const auto title = titled ? r.string(a["title"], "title") : std::string();
+             const auto link = a.contains("link") ? r.string(a["link"], "link") : std::string();
+             return always([=](ScenarioPlayer& p) { p.showMessage(text, titled, title, link); });
+         }},
+        {"clickIcon",
+         [](const json& a, const ScenarioReader& r) -> StepRun {
+             const auto window = r.uint32(a, "clickIcon");
+             return
+                 [window](ScenarioPlayer& p, std::string& why) { return p.clickIcon(window, why); };
+         }},
         {"expect",
          [](const json& a, const ScenarioReader& r) -> StepRun {
              r.object(a, {"calls", "observed"});
@@ -357,7 +372,8 @@ const std::map<std::string, StepBuilder>& stepBuilders() {
 
 // Steps that stand in for the agent, meaningless while the agent itself runs.
 const std::set<std::string>& standInSteps() {
-    static const std::set<std::string> steps{"connect", "call", "observe", "watchDisplays"};
+    static const std::set<std::string> steps{"connect", "call", "observe", "watchDisplays",
+                                             "showMessage"};
     return steps;
 }
 

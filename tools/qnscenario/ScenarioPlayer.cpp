@@ -1,5 +1,8 @@
 #include "tools/qnscenario/ScenarioPlayer.h"
 
+#include "app/OSX/QuintorUserAgent/Hyperlink.h"
+#include "app/OSX/QuintorUserAgent/QNUAMessageWindowController.h"
+#include "platform/AttributedString.h"
 #include "platform/Quartz.h"
 #include "tools/qnscenario/AgentRun.h"
 #include "tools/qnscenario/ValueJson.h"
@@ -43,6 +46,37 @@ nlohmann::ordered_json managerLine(const SimManagerEvent& event) {
     return {};
 }
 
+nlohmann::ordered_json windowLine(const platform::sim::SimWindow& window,
+                                  platform::sim::SimAppKit::WindowEvent event) {
+    using Event = platform::sim::SimAppKit::WindowEvent;
+    if (event != Event::Shown) {
+        return {{"window", event == Event::Hidden ? "hidden" : "closed"}, {"id", window.id}};
+    }
+    // What a person sees: the title, the text field's text and the link it carries.
+    std::string text;
+    nlohmann::ordered_json link = nullptr;
+    for (const auto& view : window.subviews) {
+        if (view.kind != platform::NSViewSpec::Kind::TextField) {
+            continue;
+        }
+        const auto message =
+            platform::NSAttributedString::fromValue(view.properties.get("attributedStringValue"));
+        text = message.string();
+        for (const auto& run : message.runs()) {
+            const auto url = run.attributes.get(platform::NSLinkAttributeName);
+            if (url.isString() && link.is_null()) {
+                link = url.stringValue();
+            }
+        }
+        break;
+    }
+    const auto& f = window.frame;
+    return {
+        {"window", "shown"},     {"id", window.id},
+        {"title", window.title}, {"text", text},
+        {"link", link},          {"frame", {f.origin.x, f.origin.y, f.size.width, f.size.height}}};
+}
+
 std::string joined(const std::vector<std::string>& names) {
     std::string text;
     for (const auto& name : names) {
@@ -60,6 +94,9 @@ ScenarioPlayer::ScenarioPlayer(std::ostream& out, std::string logDirectory)
       m_backend(m_host.backend()) {
     m_host.manager().setListener(
         [this](const SimManagerEvent& event) { write(managerLine(event)); });
+    m_host.appKit().setWindowListener(
+        [this](const platform::sim::SimWindow& window,
+               platform::sim::SimAppKit::WindowEvent event) { write(windowLine(window, event)); });
 }
 
 ScenarioPlayer::~ScenarioPlayer() {
@@ -68,6 +105,7 @@ ScenarioPlayer::~ScenarioPlayer() {
     }
     m_host.foundation().distributedCenter().removeObserver(this);
     m_host.manager().setListener(nullptr);
+    m_host.appKit().setWindowListener(nullptr);
 }
 
 bool ScenarioPlayer::play(const Scenario& scenario, std::string& failure) {
@@ -190,6 +228,40 @@ void ScenarioPlayer::watchDisplays() {
         m_watching = platform::quartz().CGDisplayRegisterReconfigurationCallback(
                          &reconfigurationCallback, this) == platform::kCGErrorSuccess;
     }
+}
+
+void ScenarioPlayer::showMessage(const std::string& text, bool titled, const std::string& title,
+                                 const std::string& link) {
+    platform::NSMutableAttributedString message(text);
+    if (!link.empty()) {
+        const auto url = platform::NSURL::URLWithString(link);
+        message.appendAttributedString(
+            app::osx::qnuapp::hyperlinkFromString_withURL(url.host(), url));
+    }
+    // The timer keeps the controller until it closes the window.
+    auto controller = app::osx::qnuapp::QNUAMessageWindowController::create();
+    if (titled) {
+        controller->showWindow_forTimeInterval_withTitle(message, 15, title);
+    } else {
+        controller->showWindow_forTimeInterval(message, 15);
+    }
+}
+
+bool ScenarioPlayer::clickIcon(platform::NSWindowRef window, std::string& why) {
+    auto& kit = m_host.appKit();
+    const auto* w = kit.window(window);
+    if (w) {
+        for (std::size_t i = 0; i < w->subviews.size(); ++i) {
+            if (w->subviews[i].properties.get("imageNamed").isString()) {
+                if (kit.click(window, i)) {
+                    return true;
+                }
+                break;
+            }
+        }
+    }
+    why = "window " + std::to_string(window) + " has no icon to click";
+    return false;
 }
 
 bool ScenarioPlayer::expectCalls(const std::vector<std::string>& selectors, std::string& why) {

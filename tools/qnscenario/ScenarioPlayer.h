@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/AppKit.h"
 #include "platform/Backend.h"
 #include "platform/Foundation.h"
 #include "platform/sim/SimHost.h"
@@ -34,6 +35,12 @@ class ScenarioPlayer {
     void call(const std::string& selector, const std::vector<platform::Value>& arguments);
     void observe(const std::string& name);
     void watchDisplays();
+    // A message shown as the agent shows one: the text, with the link's host name
+    // appended as a hyperlink when there is a link; with a title only when `titled`.
+    void showMessage(const std::string& text, bool titled, const std::string& title,
+                     const std::string& link);
+    // A click on the icon of a window; false (and why) when it has none or is closed.
+    bool clickIcon(platform::NSWindowRef window, std::string& why);
 
     // A signal from outside the process, to the handler the agent installed.
     void signal(int number);
