@@ -19,3 +19,6 @@ endif()
 if(QN_BUILD_BENCH)
   find_package(benchmark REQUIRED)
 endif()
+
+# sd-event and sd-bus for the Linux host.
+pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)

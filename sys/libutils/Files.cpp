@@ -3,9 +3,17 @@
 #include <dirent.h>
 #include <fnmatch.h>
 #include <limits.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
+
+#include "sys/libutils/HivePath.h"
+
+#ifndef QN_LOG_DIRECTORY
+#define QN_LOG_DIRECTORY "~/.local/state/quintor/"
+#endif
 
 namespace qn::sys {
 
@@ -60,7 +68,22 @@ std::string temporaryDirectory() {
 }
 
 std::string dataDirectory() {
-    return "/Library/Application Support/Quintor/";
+    static const std::string directory = HivePath::expand(QN_LOG_DIRECTORY);
+    return directory;
+}
+
+bool makePrivateDirectory(const std::string& path) {
+    // Each missing component is made 0700: the log is the user's alone.
+    for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
+        const std::string prefix = path.substr(0, slash);
+        if (!prefix.empty() && mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) {
+            return false;
+        }
+        if (slash == std::string::npos) {
+            break;
+        }
+    }
+    return directoryExists(path);
 }
 
 bool isWritable(const std::string& path) {

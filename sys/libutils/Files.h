@@ -17,8 +17,11 @@ std::string executableDirectory();
 // After the last "/", or empty if there is none.
 std::string executableName();
 std::string temporaryDirectory();
-// With its final separator.
+// The default folder of the log files, with its final separator: the build setting
+// QN_LOG_DIRECTORY, "~" expanded from HOME.
 std::string dataDirectory();
+// Makes the folder and any missing parent with mode 0700; true if it exists afterwards.
+bool makePrivateDirectory(const std::string& path);
 bool isWritable(const std::string& path);
 bool exists(const std::string& path);
 

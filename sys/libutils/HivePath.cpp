@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #ifndef QN_HIVE_PATH
-#define QN_HIVE_PATH "/Library/Application Support/Quintor/.qn.xml"
+#define QN_HIVE_PATH "/etc/quintor/.qn.xml"
 #endif
 
 namespace qn::sys {

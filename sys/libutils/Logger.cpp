@@ -9,6 +9,7 @@
 
 #include "sys/libutils/Clock.h"
 #include "sys/libutils/FileRemovedOrRenamedChecker.h"
+#include "sys/libutils/Files.h"
 #include "sys/libutils/LogOutputs.h"
 #include "sys/libutils/LogSeam.h"
 #include "sys/libutils/LoggerConfiguration.h"
@@ -43,8 +44,6 @@ std::unique_ptr<Logger>& heldLogger() {
     static std::unique_ptr<Logger> held;
     return held;
 }
-
-const char* const kDefaultDirectory = "/Library/Application Support/Quintor/";
 
 // The thread column is kept but always empty here.
 const char* threadName() {
@@ -179,8 +178,12 @@ Logger::Logger(const std::string& name, std::int32_t verbosity, bool useStderr, 
     impl.fileVerbosity = globals.fileVerbosity;
     impl.fileSize = globals.fileSize;
     impl.directory = globals.directory;
-    if (impl.directory.empty() && withLogFile)
-        impl.directory = kDefaultDirectory;
+    if (impl.directory.empty() && withLogFile) {
+        // The default folder is the user's own and may not exist yet; a configured one is
+        // the administrator's to make.
+        impl.directory = dataDirectory();
+        makePrivateDirectory(impl.directory);
+    }
     if (!impl.directory.empty()) {
         const char last = impl.directory.back();
         if (last != '\\' && last != '/')

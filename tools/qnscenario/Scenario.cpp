@@ -6,12 +6,13 @@
 #include "tools/qnscenario/JsonLines.h"
 #include "tools/qnscenario/ScenarioPlayer.h"
 #include "tools/qnscenario/ScenarioReader.h"
-#include "tools/qnscenario/ValueJson.h"
+#include "tools/transcript/ValueJson.h"
 
 namespace qn::tools::qnscenario {
 
 using nlohmann::json;
 using platform::sim::SimManager;
+using transcript::valueFromJson;
 using StepRun = std::function<bool(ScenarioPlayer&, std::string&)>;
 
 namespace {

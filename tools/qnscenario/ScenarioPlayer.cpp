@@ -5,29 +5,23 @@
 #include "platform/AttributedString.h"
 #include "platform/Quartz.h"
 #include "tools/qnscenario/AgentRun.h"
-#include "tools/qnscenario/ValueJson.h"
+#include "tools/transcript/TranscriptLines.h"
+#include "tools/transcript/ValueJson.h"
 
 namespace qn::tools::qnscenario {
 
 using platform::sim::SimManagerEvent;
 using platform::sim::SimRunLoop;
+using transcript::valueToJson;
 
 namespace {
-
-nlohmann::ordered_json arguments(const std::vector<platform::Value>& values) {
-    auto array = nlohmann::ordered_json::array();
-    for (const auto& value : values) {
-        array.push_back(valueToJson(value));
-    }
-    return array;
-}
 
 nlohmann::ordered_json managerLine(const SimManagerEvent& event) {
     switch (event.kind) {
         case SimManagerEvent::Kind::Lookup:
             return {{"lookup", event.name}, {"found", event.found}};
         case SimManagerEvent::Kind::Call: {
-            nlohmann::ordered_json line{{"call", event.name}, {"args", arguments(event.arguments)}};
+            auto line = transcript::callLine(event.name, event.arguments);
             if (!event.delivered) {
                 line["delivered"] = false;
             }
@@ -37,11 +31,11 @@ nlohmann::ordered_json managerLine(const SimManagerEvent& event) {
             return line;
         }
         case SimManagerEvent::Kind::Post:
-            return {{"post", event.name}, {"userInfo", valueToJson(event.userInfo)}};
+            return transcript::postLine(event.name, event.userInfo);
         case SimManagerEvent::Kind::Died:
-            return {{"manager", "died"}};
+            return transcript::managerLine("died");
         case SimManagerEvent::Kind::Registered:
-            return {{"manager", "registered"}};
+            return transcript::managerLine("registered");
     }
     return {};
 }
@@ -175,11 +169,7 @@ bool ScenarioPlayer::finish(std::string& failure) {
 }
 
 void ScenarioPlayer::write(const nlohmann::ordered_json& line) {
-    nlohmann::ordered_json stamped{{"t", m_host.runLoop().nowSeconds()}};
-    for (const auto& [key, value] : line.items()) {
-        stamped[key] = value;
-    }
-    m_out << stamped.dump() << '\n';
+    m_out << transcript::stamped(m_host.runLoop().nowSeconds(), line).dump() << '\n';
 }
 
 void ScenarioPlayer::signal(int number) {

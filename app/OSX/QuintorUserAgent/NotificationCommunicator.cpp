@@ -5,6 +5,7 @@
 #include "app/OSX/QuintorUserAgent/ManagerCall.h"
 #include "platform/AppKit.h"
 #include "platform/Backend.h"
+#include "platform/Observation.h"
 #include "platform/Quartz.h"
 #include "platform/System.h"
 
@@ -22,15 +23,10 @@ constexpr double kReconnectionInterval = 5.0;
 
 template <typename Work>
 auto NotificationCommunicator::guarded(Work work) {
-    return [self = std::weak_ptr<NotificationCommunicator*>(m_self), work](auto&&...) {
-        if (const auto alive = self.lock()) {
-            work(**alive);
-        }
-    };
+    return m_lifetime.guard(*this, [work](NotificationCommunicator& c, auto&&...) { work(c); });
 }
 
-NotificationCommunicator::NotificationCommunicator()
-    : m_self(std::make_shared<NotificationCommunicator*>(this)) {}
+NotificationCommunicator::NotificationCommunicator() = default;
 
 std::unique_ptr<NotificationCommunicator> NotificationCommunicator::create() {
     std::unique_ptr<NotificationCommunicator> self(new NotificationCommunicator());
@@ -53,14 +49,8 @@ std::unique_ptr<NotificationCommunicator> NotificationCommunicator::create() {
     return self;
 }
 
-NotificationCommunicator::~NotificationCommunicator() {
-    removeObservers();
-    // The distributed registrations belong to the message observer; it goes with this
-    // object here, so they must not outlive it.
-    if (m_qnmObserver) {
-        platform::foundation().distributedCenter().removeObserver(m_qnmObserver.get());
-    }
-}
+// The distributed registrations go before the message observer they call (members).
+NotificationCommunicator::~NotificationCommunicator() = default;
 
 void NotificationCommunicator::release(std::unique_ptr<NotificationCommunicator> communicator) {
     if (communicator) {
@@ -69,8 +59,7 @@ void NotificationCommunicator::release(std::unique_ptr<NotificationCommunicator>
 }
 
 void NotificationCommunicator::removeObservers() {
-    platform::foundation().defaultCenter().removeObserver(this);
-    platform::appKit().workspaceNotificationCenter().removeObserver(this);
+    m_observations.clear();
 }
 
 void NotificationCommunicator::dealloc() {
@@ -130,20 +119,30 @@ void NotificationCommunicator::postInitConfigurationInSession_asPreloginAgent(
 
     auto& foundation = platform::foundation();
     auto& defaultCenter = foundation.defaultCenter();
-    defaultCenter.addObserver(this, guarded([](NotificationCommunicator& c) { c.heartbeat(); }),
-                              updateClientImmediatlyNotification, this);
+    const auto observe = [this](platform::NSNotificationCenter& center, auto work, const char* name,
+                                const void* object) {
+        m_observations.push_back(platform::observe(center, this, guarded(work), name, object));
+    };
+    observe(
+        defaultCenter, [](NotificationCommunicator& c) { c.heartbeat(); },
+        updateClientImmediatlyNotification, this);
 
     auto& workspace = platform::appKit().workspaceNotificationCenter();
-    workspace.addObserver(this, guarded([](NotificationCommunicator& c) { c.userWillLogIn(); }),
-                          platform::NSWorkspaceSessionDidBecomeActiveNotification, nullptr);
-    workspace.addObserver(this, guarded([](NotificationCommunicator& c) { c.userWillLogOut(); }),
-                          platform::NSWorkspaceSessionDidResignActiveNotification, nullptr);
-    workspace.addObserver(this, guarded([](NotificationCommunicator& c) { c.systemWillSleep(); }),
-                          platform::NSWorkspaceWillSleepNotification, nullptr);
-    workspace.addObserver(this, guarded([](NotificationCommunicator& c) { c.systemWillWake(); }),
-                          platform::NSWorkspaceDidWakeNotification, nullptr);
-    workspace.addObserver(this, guarded([](NotificationCommunicator& c) { c.userWillLogOut(); }),
-                          platform::NSWorkspaceWillPowerOffNotification, nullptr);
+    observe(
+        workspace, [](NotificationCommunicator& c) { c.userWillLogIn(); },
+        platform::NSWorkspaceSessionDidBecomeActiveNotification, nullptr);
+    observe(
+        workspace, [](NotificationCommunicator& c) { c.userWillLogOut(); },
+        platform::NSWorkspaceSessionDidResignActiveNotification, nullptr);
+    observe(
+        workspace, [](NotificationCommunicator& c) { c.systemWillSleep(); },
+        platform::NSWorkspaceWillSleepNotification, nullptr);
+    observe(
+        workspace, [](NotificationCommunicator& c) { c.systemWillWake(); },
+        platform::NSWorkspaceDidWakeNotification, nullptr);
+    observe(
+        workspace, [](NotificationCommunicator& c) { c.userWillLogOut(); },
+        platform::NSWorkspaceWillPowerOffNotification, nullptr);
 
     foundation.defaultQueue().enqueueNotification(
         platform::NSNotification{updateClientImmediatlyNotification, this, platform::Value()},
@@ -165,23 +164,22 @@ void NotificationCommunicator::postInitConfigurationInSession_asPreloginAgent(
 
     auto* observer = m_qnmObserver.get();
     for (const auto& notification : platform::managerNotifications()) {
-        foundation.distributedCenter().addObserver(
-            observer,
+        m_qnmObservations.push_back(platform::observe(
+            foundation.distributedCenter(), observer,
             [observer](const platform::NSNotification& n) { observer->observeNotification(n); },
-            notification.name, nullptr);
+            notification.name, nullptr));
     }
 
     // Made once, with the proxy of this moment as the filter: a later proxy is not
     // watched. The dependable road back to the Manager is onProxyException.
-    defaultCenter.addObserver(
-        this,
-        [self = std::weak_ptr<NotificationCommunicator*>(m_self)](
-            const platform::NSNotification& notification) {
-            if (const auto alive = self.lock()) {
-                (*alive)->connectionDidDie(&notification);
-            }
-        },
-        platform::NSConnectionDidDieNotification, m_qnmProxy.proxy().object());
+    m_observations.push_back(platform::observe(
+        defaultCenter, this,
+        m_lifetime.guard(
+            *this,
+            [](NotificationCommunicator& c, const platform::NSNotification& notification) {
+                c.connectionDidDie(&notification);
+            }),
+        platform::NSConnectionDidDieNotification, m_qnmProxy.proxy().object()));
 
     allowQnmProxyUse();
     sendStartMessage();

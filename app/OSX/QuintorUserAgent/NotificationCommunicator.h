@@ -7,13 +7,16 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "app/OSX/QuintorUserAgent/DisplayStreamStateCallbacks.h"
 #include "app/OSX/QuintorUserAgent/ExceptionHandlingCallbacks.h"
 #include "app/OSX/QuintorUserAgent/QNMMessageObserver.h"
 #include "app/OSX/QuintorUserAgent/QuartzDisplayNotificationObserver.h"
 #include "platform/Foundation.h"
+#include "platform/LifetimeToken.h"
 #include "platform/ManagerProtocol.h"
+#include "platform/Registration.h"
 
 namespace qn::app::osx::qnuapp {
 
@@ -88,9 +91,13 @@ class NotificationCommunicator : public DisplayStreamStateCallbacks,
     bool m_isPreloginSession = false;
     platform::QNUAMessageHandlerProxy m_qnmProxy;
     std::unique_ptr<QNMMessageObserver> m_qnmObserver;
+    // The message observer's registrations on the distributed centre.
+    std::vector<platform::Registration> m_qnmObservations;
     std::unique_ptr<QuartzDisplayNotificationObserver> m_quartzNotificationObserver;
     bool m_reconnectionScheduled = false;
-    std::shared_ptr<NotificationCommunicator*> m_self;
+    // This object's own registrations on the default and workspace centres.
+    std::vector<platform::Registration> m_observations;
+    platform::LifetimeToken m_lifetime;
 };
 
 }  // namespace qn::app::osx::qnuapp

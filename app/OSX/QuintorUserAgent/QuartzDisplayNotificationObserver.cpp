@@ -26,13 +26,9 @@ constexpr std::int64_t kUpdateDelayNanoseconds = 2000000000;
 
 QuartzDisplayNotificationObserver::QuartzDisplayNotificationObserver()
     : m_desktopModel(std::make_unique<DesktopModel>()),
-      m_reconfigurationQueue(platform::dispatch().dispatch_queue_create(
-          "com.quintor.reconfigurationQueue", platform::DISPATCH_QUEUE_SERIAL)),
-      m_self(std::make_shared<QuartzDisplayNotificationObserver*>(this)) {}
+      m_reconfigurationQueue("com.quintor.reconfigurationQueue", platform::DISPATCH_QUEUE_SERIAL) {}
 
-QuartzDisplayNotificationObserver::~QuartzDisplayNotificationObserver() {
-    platform::dispatch().dispatch_release(m_reconfigurationQueue);
-}
+QuartzDisplayNotificationObserver::~QuartzDisplayNotificationObserver() = default;
 
 template <typename Call>
 void QuartzDisplayNotificationObserver::forward(Call&& call) {
@@ -64,7 +60,7 @@ void QuartzDisplayNotificationObserver::unregisterQuartzDisplayNotifications() {
 }
 
 bool QuartzDisplayNotificationObserver::registerForDisplayReconfiguration() {
-    if (m_displayReconfigurationCallbackRegistered) {
+    if (m_displayReconfigurationRegistration) {
         QNUA_LOG(Logger::INFO) << "Display reconfiguration callback already registered";
         return true;
     }
@@ -74,23 +70,24 @@ bool QuartzDisplayNotificationObserver::registerForDisplayReconfiguration() {
         QNUA_LOG(Logger::ERROR) << "Couldn't register display reconfiguration callback: " << code;
         return false;
     }
-    m_displayReconfigurationCallbackRegistered = true;
+    m_displayReconfigurationRegistration = platform::Registration([this] {
+        platform::quartz().CGDisplayRemoveReconfigurationCallback(&displayReconfigurationCallback,
+                                                                  this);
+    });
     return true;
 }
 
 void QuartzDisplayNotificationObserver::unregisterDisplayReconfiguration() {
-    if (!m_displayReconfigurationCallbackRegistered) {
+    if (!m_displayReconfigurationRegistration) {
         QNUA_LOG(Logger::INFO)
             << "Display reconfiguration callback have not been registered. Nothing to unregister.";
         return;
     }
-    platform::quartz().CGDisplayRemoveReconfigurationCallback(&displayReconfigurationCallback,
-                                                              this);
-    m_displayReconfigurationCallbackRegistered = false;
+    m_displayReconfigurationRegistration.reset();
 }
 
 bool QuartzDisplayNotificationObserver::registerScreenUpdateNotifications() {
-    if (m_screenUpdateCallbackRegistered) {
+    if (m_screenUpdateRegistration) {
         QNUA_LOG(Logger::INFO) << "Screen update callbacks already registered";
         return true;
     }
@@ -105,22 +102,23 @@ bool QuartzDisplayNotificationObserver::registerScreenUpdateNotifications() {
         quartz.CGUnregisterScreenRefreshCallback(&screenRefreshCallback, this);
         return false;
     }
-    m_screenUpdateCallbackRegistered = true;
+    m_screenUpdateRegistration = platform::Registration([this] {
+        auto& quartz = platform::quartz();
+        quartz.CGUnregisterScreenRefreshCallback(&screenRefreshCallback, this);
+        quartz.CGScreenUnregisterMoveCallback(&screenMoveCallback, this);
+    });
     QNUA_LOG(Logger::INFO) << "Screen update callbacks have been registered";
     return true;
 }
 
 void QuartzDisplayNotificationObserver::unregisterScreenUpdateNotifications() {
-    if (!m_screenUpdateCallbackRegistered) {
+    if (!m_screenUpdateRegistration) {
         QNUA_LOG(Logger::INFO)
             << "Screen update callbacks have not been registered. Nothing to unregister.";
         return;
     }
-    auto& quartz = platform::quartz();
-    quartz.CGUnregisterScreenRefreshCallback(&screenRefreshCallback, this);
-    quartz.CGScreenUnregisterMoveCallback(&screenMoveCallback, this);
+    m_screenUpdateRegistration.reset();
     QNUA_LOG(Logger::INFO) << "Screen update callbacks have been unregistered";
-    m_screenUpdateCallbackRegistered = false;
 }
 
 bool QuartzDisplayNotificationObserver::isToBeRemoved(const Display& display) const {
@@ -246,18 +244,13 @@ void QuartzDisplayNotificationObserver::displayReconfigurationCallback(
     }
     // The queue is only the delay: the report itself runs on the main thread.
     auto& dispatch = platform::dispatch();
-    std::weak_ptr<QuartzDisplayNotificationObserver*> self = observer->m_self;
+    auto report = observer->m_lifetime.guard(*observer, [display](auto& alive) {
+        alive.sendUpdateConfigurationToOnlineDisplaysOtherThan(display);
+    });
     dispatch.dispatch_after(
         dispatch.dispatch_time(platform::DISPATCH_TIME_NOW, kUpdateDelayNanoseconds),
-        observer->m_reconfigurationQueue, [self, display] {
-            platform::foundation().performSelectorOnMainThread(
-                [self, display] {
-                    if (const auto alive = self.lock()) {
-                        (*alive)->sendUpdateConfigurationToOnlineDisplaysOtherThan(display);
-                    }
-                },
-                false);
-        });
+        observer->m_reconfigurationQueue.get(),
+        [report] { platform::foundation().performSelectorOnMainThread(report, false); });
 }
 
 void QuartzDisplayNotificationObserver::screenRefreshCallback(std::uint32_t count,

@@ -8,8 +8,11 @@
 #include "app/OSX/QuintorUserAgent/DesktopModel.h"
 #include "app/OSX/QuintorUserAgent/ExceptionHandlingCallbacks.h"
 #include "platform/Dispatch.h"
+#include "platform/LifetimeToken.h"
 #include "platform/ManagerProtocol.h"
+#include "platform/OwnedDispatchQueue.h"
 #include "platform/Quartz.h"
+#include "platform/Registration.h"
 
 namespace qn::app::osx::qnuapp {
 
@@ -65,11 +68,11 @@ class QuartzDisplayNotificationObserver {
     platform::QNUAMessageHandlerProxy m_qnmProxy;
     ExceptionHandlingCallbacks* m_notificationCommunicator = nullptr;
     std::unique_ptr<DesktopModel> m_desktopModel;
-    platform::dispatch_queue_t m_reconfigurationQueue = nullptr;
-    bool m_screenUpdateCallbackRegistered = false;
-    bool m_displayReconfigurationCallbackRegistered = false;
-    // Delayed work holds a weak reference: it does nothing once the observer is gone.
-    std::shared_ptr<QuartzDisplayNotificationObserver*> m_self;
+    platform::OwnedDispatchQueue m_reconfigurationQueue;
+    platform::Registration m_displayReconfigurationRegistration;
+    platform::Registration m_screenUpdateRegistration;
+    // Delayed work holds a watch of it: it does nothing once the observer is gone.
+    platform::LifetimeToken m_lifetime;
 };
 
 }  // namespace qn::app::osx::qnuapp

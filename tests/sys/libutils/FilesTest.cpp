@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 
 #include "TempDirectory.h"
@@ -40,11 +41,33 @@ TEST(Files, PlacesOfTheProgram) {
     EXPECT_EQ(executableDirectory() + "/" + executableName(), executablePath());
     EXPECT_TRUE(exists(executablePath()));
     EXPECT_EQ(temporaryDirectory(), "/tmp");
-    EXPECT_EQ(dataDirectory(), "/Library/Application Support/Quintor/");
     EXPECT_FALSE(exists("/nonexistent-dir/x"));
     testing::TempDirectory directory;
     EXPECT_TRUE(isWritable(directory.path()));
     EXPECT_FALSE(isWritable("/nonexistent-dir"));
+}
+
+TEST(Files, DataDirectoryIsUnderTheUsersHome) {
+    const char* home = std::getenv("HOME");
+    ASSERT_NE(home, nullptr) << "the test needs HOME";
+    const std::string directory = dataDirectory();
+    EXPECT_EQ(directory.rfind(home, 0), 0u) << directory;
+    EXPECT_EQ(directory.back(), '/');
+}
+
+TEST(Files, PrivateDirectoryIsMadeWithItsParentsAndOnlyForItsOwner) {
+    testing::TempDirectory directory;
+    const std::string nested = directory.file("state/quintor/");
+    ASSERT_TRUE(makePrivateDirectory(nested));
+    for (const std::string& made : {directory.file("state"), directory.file("state/quintor")}) {
+        struct stat info {};
+        ASSERT_EQ(stat(made.c_str(), &info), 0) << made;
+        EXPECT_EQ(info.st_mode & 0777, 0700u) << made;
+    }
+    // Already there is fine; under a plain file it cannot be.
+    EXPECT_TRUE(makePrivateDirectory(nested));
+    std::ofstream(directory.file("plain")) << "x";
+    EXPECT_FALSE(makePrivateDirectory(directory.file("plain/sub")));
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
-#include "tools/qnscenario/ValueJson.h"
+#include "tools/transcript/ValueJson.h"
 
 #include <cstdio>
 
-namespace qn::tools::qnscenario {
+namespace qn::tools::transcript {
 
 using platform::Value;
 
@@ -76,4 +76,4 @@ nlohmann::ordered_json valueToJson(const Value& value) {
     return nullptr;
 }
 
-}  // namespace qn::tools::qnscenario
+}  // namespace qn::tools::transcript

@@ -1,0 +1,230 @@
+// The agent's link to the Manager, end to end: the agent's own main as a process on the
+// Linux host, a private dbus-daemon and the Manager stand-in, all started and reaped by
+// each test. The stand-in's transcript shows what the Manager heard.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <memory>
+
+#include "tests/e2e/support/AgentUnderTest.h"
+#include "tests/e2e/support/TestServers.h"
+
+namespace qn::tests::e2e {
+namespace {
+
+const bool kProgramsKnown = [] {
+    setenv("QN_TEST_SOURCE_DIR", QN_E2E_SOURCE_DIR, 0);
+    setenv("QN_QNMANAGER", QN_E2E_QNMANAGER, 0);
+    setenv("QN_E2E_AGENT", QN_E2E_AGENT_PROGRAM, 0);
+    return true;
+}();
+
+using nlohmann::json;
+
+constexpr const char* kStarted = "started:withSessionType:";
+constexpr const char* kOnDisplay =
+    "onDisplay:reconfigurationWithFlags:andBounds:andFramebufferIndex:andRefreshRate:";
+constexpr const char* kRefreshed = "onRectRefreshed:onDisplayID:";
+// The fixed facts of the test agent: its one display, added (16), no adapter.
+const json kDisplayReport =
+    json::array({0x2B1F0A10, 16, json::array({0, 0, 1920, 1080}), 0xFFFFFFFFu, 60.0});
+
+bool isCall(const json& line) {
+    return line.contains("call");
+}
+
+class ManagerLinkE2e : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        bus = std::make_unique<DbusDaemon>(scratch, DbusDaemon::Kind::Session);
+    }
+
+    std::unique_ptr<AgentUnderTest> startAgent(std::vector<std::string> environment = {},
+                                               const std::string& user = "") {
+        return std::make_unique<AgentUnderTest>(AgentUnderTest::Options{
+            bus->address(), scratch.file("home"), std::move(environment), user});
+    }
+    std::unique_ptr<ManagerStandIn> startStandIn(std::vector<std::string> arguments = {}) {
+        auto standIn = std::make_unique<ManagerStandIn>(bus->address(), std::move(arguments));
+        const auto first = standIn->next();
+        EXPECT_TRUE(first && first->value("manager", "") == "registered");
+        return standIn;
+    }
+    // started:withSessionType: as the first call, then the one display reported twice.
+    static void expectStartMessages(ManagerStandIn& standIn, int reports) {
+        std::vector<json> before;
+        const auto started = standIn.nextCall(kStarted, &before);
+        ASSERT_TRUE(started) << "no start message";
+        for (const auto& line : before) {
+            EXPECT_FALSE(isCall(line)) << "a call before the start message: " << line;
+        }
+        EXPECT_EQ((*started)["args"], json::array({4242, 0}));
+        for (int i = 0; i < reports; ++i) {
+            const auto report = standIn.next();
+            ASSERT_TRUE(report);
+            EXPECT_EQ(report->value("call", ""), kOnDisplay) << *report;
+            EXPECT_EQ((*report)["args"], kDisplayReport) << *report;
+        }
+    }
+    static int exitStatus(AgentUnderTest& agent) {
+        return ChildProcess::exitCode(agent.process().wait());
+    }
+
+    ScratchDirectory scratch;
+    std::unique_ptr<DbusDaemon> bus;
+};
+
+TEST_F(ManagerLinkE2e, StartUpMessagesThenSigtermDeliversClosing) {
+    auto standIn = startStandIn();
+    auto agent = startAgent();
+    expectStartMessages(*standIn, 2);
+    agent->process().signal(SIGTERM);
+    std::vector<json> before;
+    const auto closing = standIn->nextCall("closing", &before);
+    ASSERT_TRUE(closing);
+    EXPECT_EQ((*closing)["args"], json::array());
+    for (const auto& line : before) {
+        EXPECT_FALSE(isCall(line)) << line;
+    }
+    EXPECT_EQ(exitStatus(*agent), 0);
+    EXPECT_EQ(agent->countInLog("Got signal 15 - will forward to QNM"), 1);
+}
+
+TEST_F(ManagerLinkE2e, SigtermWhileWaitingForTheManagerExitsWithoutIt) {
+    auto agent = startAgent();
+    // A second attempt means the first found nobody: the agent is in its wait.
+    ASSERT_TRUE(agent->waitForLog("NotificationCommunicator init", 2));
+    agent->process().signal(SIGTERM);
+    EXPECT_EQ(exitStatus(*agent), 0);
+    EXPECT_EQ(agent->countInLog("Not connected with QNM. Signal 15 will not be forwarded."), 1);
+}
+
+TEST_F(ManagerLinkE2e, KilledManagerIsSoughtUntilBackButOnlyTheFirstDeathIsHeard) {
+    auto first = startStandIn();
+    auto agent = startAgent();
+    expectStartMessages(*first, 2);
+
+    // The first proxy's death is heard at once; then an attempt every 5 seconds.
+    first->process().signal(SIGKILL);
+    first->process().wait();
+    ASSERT_TRUE(agent->waitForLog("Connection died", 2));
+    auto second = startStandIn();
+    // After a reconnection the displays are reported once more.
+    expectStartMessages(*second, 1);
+
+    // The death registration watches the first proxy only: this death goes unheard.
+    const int attempts = agent->countInLog("Connection died");
+    second->process().signal(SIGKILL);
+    second->process().wait();
+    auto third = startStandIn();
+    EXPECT_FALSE(third->process().readLine(std::chrono::seconds(7)))
+        << "the agent came back without a failed call";
+    EXPECT_EQ(agent->countInLog("Connection died"), attempts);
+    if (::testing::Test::HasFailure()) {
+        for (const auto& m : agent->logMessages())
+            std::cerr << m << "\n";
+    }
+
+    // A forwarding call on the old proxy fails; the attempt comes 5 seconds later.
+    ASSERT_TRUE(agent->command("refresh 0 0 10 10"));
+    std::vector<json> before;
+    ASSERT_TRUE(third->nextCall(kStarted, &before));
+    for (const auto& line : before) {
+        EXPECT_FALSE(isCall(line)) << "reached the new Manager on the old proxy: " << line;
+    }
+    EXPECT_EQ(agent->countInLog("Connection died"), attempts + 1);
+}
+
+TEST_F(ManagerLinkE2e, RefusedCallEndsInReconnection) {
+    // The rule stands before the agent calls (a command on stdin could come too late).
+    auto standIn = startStandIn({"--refuse", "onRectRefreshed:onDisplayID:=Manager is busy"});
+    auto agent = startAgent();
+    expectStartMessages(*standIn, 2);
+    ASSERT_TRUE(agent->command("refresh 0 0 10 10"));
+    const auto refused = standIn->nextCall(kRefreshed);
+    ASSERT_TRUE(refused);
+    EXPECT_EQ((*refused)["args"], json::array({json::array({0, 0, 10, 10}), 0}));
+    EXPECT_EQ((*refused)["raised"], "Manager is busy");
+    expectStartMessages(*standIn, 1);
+    EXPECT_EQ(agent->countInLog("Manager is busy"), 1);
+}
+
+TEST_F(ManagerLinkE2e, TimedOutCallEndsInReconnection) {
+    auto standIn = startStandIn({"--delay", "onRectRefreshed:onDisplayID:=3"});
+    // The bus library's own setting, honoured as by every client: a short default.
+    auto agent = startAgent({"SYSTEMD_BUS_TIMEOUT=1"});
+    expectStartMessages(*standIn, 2);
+    ASSERT_TRUE(agent->command("refresh 0 0 10 10"));
+    const auto delayed = standIn->nextCall(kRefreshed);
+    ASSERT_TRUE(delayed);
+    EXPECT_EQ((*delayed)["delayed"], 3);
+    expectStartMessages(*standIn, 1);
+    EXPECT_EQ(agent->countInLog("Connection died"), 1);
+}
+
+TEST_F(ManagerLinkE2e, SignalFromAProcessThatDoesNotOwnTheNameIsIgnored) {
+    auto standIn = startStandIn();
+    auto agent = startAgent();
+    expectStartMessages(*standIn, 2);
+
+    ChildProcess::Options impostorOptions;
+    impostorOptions.argv = {builtProgram("QN_QNMANAGER"),
+                            "--address",
+                            bus->address(),
+                            "--impostor",
+                            "--post",
+                            "QNM_Notification_Stop_Display_Stream={\"QNM_Notification_Display_"
+                            "Stream_DisplayID\":1}"};
+    impostorOptions.stdoutPath = "/dev/null";
+    ChildProcess impostor(impostorOptions);
+    ASSERT_EQ(ChildProcess::exitCode(impostor.wait()), 0);
+    // Routed after the impostor's: once the agent has this one, it has seen both.
+    ASSERT_TRUE(standIn->command(
+        "post QNM_Notification_Sw_Update_Required {\"QNM_Notification_Devicekey\":\"2\"}"));
+    const auto posted = standIn->next();
+    ASSERT_TRUE(posted);
+    EXPECT_EQ(posted->value("post", ""), "QNM_Notification_Sw_Update_Required");
+    ASSERT_TRUE(agent->waitForLog("received QNM_Notification_Sw_Update_Required notification"));
+    EXPECT_EQ(agent->countInLog("received QNM_Notification_Stop_Display_Stream"), 0);
+}
+
+TEST(ManagerLinkSystemBusE2e, UnprivilegedAgentUnderThePackagedPolicy) {
+    ScratchDirectory scratch;
+    DbusDaemon bus(scratch, DbusDaemon::Kind::SystemWithPolicy);
+
+    // Only root may own the Manager's name. (Should it get the name, its script ends it
+    // with status 0 and the test fails rather than hangs.)
+    const std::string quit = scratch.file("quit.script");
+    std::ofstream(quit) << "0 quit\n";
+    ChildProcess::Options intruderOptions;
+    intruderOptions.argv = {
+        "/usr/bin/setpriv",           "--reuid=nobody", "--regid=nogroup", "--clear-groups", "--",
+        builtProgram("QN_QNMANAGER"), "--address",      bus.address(),     "--script",       quit};
+    intruderOptions.stdoutPath = "/dev/null";
+    ChildProcess intruder(intruderOptions);
+    EXPECT_EQ(ChildProcess::exitCode(intruder.wait()), 1);
+
+    ManagerStandIn standIn(bus.address());
+    ASSERT_EQ(standIn.next().value_or(json())["manager"], "registered");
+    AgentUnderTest agent({bus.address(), scratch.file("home"), {}, "nobody"});
+    std::vector<json> before;
+    const auto started = standIn.nextCall(kStarted, &before);
+    ASSERT_TRUE(started);
+    EXPECT_EQ((*started)["args"], json::array({4242, 0}));
+    const auto report = standIn.nextCall(kOnDisplay);
+    ASSERT_TRUE(report);
+    EXPECT_EQ((*report)["args"], kDisplayReport);
+    // The Manager's broadcast reaches the unprivileged agent.
+    ASSERT_TRUE(standIn.command(
+        "post QNM_Notification_Sw_Update_Required {\"QNM_Notification_Devicekey\":\"2\"}"));
+    ASSERT_TRUE(agent.waitForLog("received QNM_Notification_Sw_Update_Required notification"));
+    agent.process().signal(SIGTERM);
+    ASSERT_TRUE(standIn.nextCall("closing"));
+    EXPECT_EQ(ChildProcess::exitCode(agent.process().wait()), 0);
+}
+
+}  // namespace
+}  // namespace qn::tests::e2e

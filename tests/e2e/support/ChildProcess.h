@@ -1,0 +1,68 @@
+#pragma once
+// A server or program a test starts as its own child, and reaps: its stdin and stdout
+// as pipes, one more descriptor (3 in the child) for a readiness or address line, and
+// the guarantee that it is ended and waited for when the object goes, by its own id.
+// Reads wait for a line with a deadline that only guards against a hang: the machine
+// may be loaded, so it is generous and never part of what a test asserts.
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qn::tests::e2e {
+
+class ChildProcess {
+  public:
+    struct Options {
+        std::vector<std::string> argv;
+        // NAME=VALUE added to (or replacing in) the test's environment.
+        std::vector<std::string> environment;
+        bool pipeStdin = false;
+        bool pipeStdout = false;
+        // Descriptor 3 of the child writes into a pipe read by readFd3Line.
+        bool pipeFd3 = false;
+        // Without a pipe: stdout into this file (e.g. /dev/null) instead of the test's.
+        std::string stdoutPath;
+    };
+
+    static constexpr std::chrono::seconds kHangGuard{90};
+
+    explicit ChildProcess(Options options);
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+    // SIGKILL and wait, if still running.
+    ~ChildProcess();
+
+    pid_t pid() const { return m_pid; }
+    bool running() const { return m_pid > 0; }
+
+    // One line from the child's stdout / descriptor 3; nothing on end of file or when the
+    // hang guard expires.
+    std::optional<std::string> readLine(std::chrono::milliseconds guard = kHangGuard);
+    std::optional<std::string> readFd3Line(std::chrono::milliseconds guard = kHangGuard);
+    // Writes a line (a newline is added) to the child's stdin.
+    bool writeLine(const std::string& line);
+    void closeStdin();
+
+    void signal(int number) const;
+    // Waits for the child's end; the wait status.
+    int wait();
+    // The exit status, or -signal when a signal ended it.
+    static int exitCode(int waitStatus);
+
+  private:
+    static std::optional<std::string> lineFrom(int fd, std::string& buffer,
+                                               std::chrono::milliseconds guard);
+
+    pid_t m_pid = -1;
+    int m_stdin = -1;
+    int m_stdout = -1;
+    int m_fd3 = -1;
+    std::string m_stdoutBuffer;
+    std::string m_fd3Buffer;
+};
+
+}  // namespace qn::tests::e2e
