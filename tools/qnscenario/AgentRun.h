@@ -17,12 +17,15 @@ class AgentRun {
     };
 
     // An empty directory: the agent logs nowhere.
-    explicit AgentRun(std::string logDirectory) : m_logDirectory(std::move(logDirectory)) {}
+    // `verbosity`: the level the agent's logger writes up to.
+    explicit AgentRun(std::string logDirectory, int verbosity = 5)
+        : m_logDirectory(std::move(logDirectory)), m_verbosity(verbosity) {}
 
     End play();
 
   private:
     std::string m_logDirectory;
+    int m_verbosity;
 };
 
 }  // namespace qn::tools::qnscenario

@@ -1,6 +1,9 @@
 #include "tools/qnscenario/ScenarioPlayer.h"
 
+#include <cstring>
+
 #include "platform/Quartz.h"
+#include "sys/libutils/Logger.h"
 #include "tools/qnscenario/AgentRun.h"
 #include "tools/qnscenario/ValueJson.h"
 
@@ -43,6 +46,26 @@ nlohmann::ordered_json managerLine(const SimManagerEvent& event) {
     return {};
 }
 
+// A property written to an audio device, on the thread that wrote it.
+nlohmann::ordered_json audioLine(const platform::sim::SimCoreAudio::SetCall& call) {
+    std::string selector;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        selector += static_cast<char>((call.selector >> shift) & 0xff);
+    }
+    nlohmann::ordered_json line{{"audio", "set"}, {"device", call.object}, {"property", selector}};
+    if (call.bytes.size() == sizeof(double)) {
+        double value = 0;
+        std::memcpy(&value, call.bytes.data(), sizeof(value));
+        line["value"] = value;
+    } else {
+        line["bytes"] = call.bytes.size();
+    }
+    if (call.result != platform::noErr) {
+        line["status"] = call.result;
+    }
+    return line;
+}
+
 std::string joined(const std::vector<std::string>& names) {
     std::string text;
     for (const auto& name : names) {
@@ -56,10 +79,15 @@ std::string joined(const std::vector<std::string>& names) {
 ScenarioPlayer::ScenarioPlayer(std::ostream& out, std::string logDirectory)
     : m_out(out),
       m_logDirectory(std::move(logDirectory)),
+      m_logVerbosity(sys::Logger::DEBUG),
       m_world(m_host),
       m_backend(m_host.backend()) {
     m_host.manager().setListener(
         [this](const SimManagerEvent& event) { write(managerLine(event)); });
+    // Written on the audio thread while the world's step waits for it (flush), so the
+    // line stands between those of the step before and after.
+    m_host.coreAudio().setSetCallObserver(
+        [this](const platform::sim::SimCoreAudio::SetCall& call) { write(audioLine(call)); });
 }
 
 ScenarioPlayer::~ScenarioPlayer() {
@@ -68,6 +96,8 @@ ScenarioPlayer::~ScenarioPlayer() {
     }
     m_host.foundation().distributedCenter().removeObserver(this);
     m_host.manager().setListener(nullptr);
+    m_host.coreAudio().flush();
+    m_host.coreAudio().setSetCallObserver(nullptr);
 }
 
 bool ScenarioPlayer::play(const Scenario& scenario, std::string& failure) {
@@ -110,7 +140,7 @@ bool ScenarioPlayer::playAgent(const Scenario& scenario, std::string& failure) {
     runLoop.scheduleWorld(end, [] { throw ScenarioEnd{}; });
     m_host.foundation().setRunHorizon(end);
 
-    AgentRun run(m_logDirectory);
+    AgentRun run(m_logDirectory, m_logVerbosity);
     const AgentRun::End ended = run.play();
     m_agentEnd = ended.how;
     m_agentStatus = ended.status;

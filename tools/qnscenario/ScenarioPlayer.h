@@ -35,6 +35,9 @@ class ScenarioPlayer {
     void observe(const std::string& name);
     void watchDisplays();
 
+    // The agent's log level (DEBUG unless the world says otherwise).
+    void setLogVerbosity(int level) { m_logVerbosity = level; }
+
     // A signal from outside the process, to the handler the agent installed.
     void signal(int number);
     // How the agent's process ended: "exit" (through the System port), "returned" (from
@@ -58,6 +61,7 @@ class ScenarioPlayer {
 
     std::ostream& m_out;
     std::string m_logDirectory;
+    int m_logVerbosity;
     std::string m_agentEnd;
     int m_agentStatus = 0;
     std::string m_worldFailure;
