@@ -41,7 +41,6 @@ struct BackendLog : sys::Logger::Logged {
 }  // namespace
 
 struct PipeWireAudio::Node {
-    PipeWireAudio* owner = nullptr;
     std::uint32_t id = 0;
     pw_proxy* proxy = nullptr;
     spa_hook objectHook{};
@@ -75,8 +74,8 @@ struct PipeWireAudio::Events {
         if (std::strcmp(type, PW_TYPE_INTERFACE_Node) != 0 || !props) {
             return;
         }
-        // Ids 0 and 1 are the core's and the first module's, never a node's; 1 stands
-        // for the system object here.
+        // Id 0 is the core's, and the server gives 1 to an object made before any node,
+        // so 1 can stand for the system object.
         if (id > kAudioObjectSystemObject &&
             isAudioNodeClass(spa_dict_lookup(props, PW_KEY_MEDIA_CLASS))) {
             static_cast<PipeWireAudio*>(data)->addNode(id);
@@ -87,7 +86,7 @@ struct PipeWireAudio::Events {
     }
     static void onNodeInfo(void* data, const pw_node_info* info) {
         auto* node = static_cast<Node*>(data);
-        if (!info->props) {
+        if (!info->props || (node->haveInfo && !(info->change_mask & PW_NODE_CHANGE_MASK_PROPS))) {
             return;
         }
         NodeProperties properties;
@@ -223,7 +222,6 @@ bool PipeWireAudio::roundTrip() {
 
 void PipeWireAudio::addNode(std::uint32_t id) {
     auto node = std::make_unique<Node>();
-    node->owner = this;
     node->id = id;
     node->proxy = static_cast<pw_proxy*>(
         pw_registry_bind(m_registry, id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
