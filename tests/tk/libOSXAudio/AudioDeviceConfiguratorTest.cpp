@@ -115,8 +115,12 @@ TEST_F(AudioConfiguratorTest, ADeviceAlreadyAt48kHzGetsNoWriteAndOneWithoutARate
     EXPECT_EQ(writes().size(), 0u);
     newLines();
 
-    audio().addDevice(testing::audioDevice(41, "usb:abcd:2"));
+    // Made an adapter without a rate while the listener looks elsewhere, then told.
+    plug(testing::audioDevice(41, "other"));
     audio().removeProperty(41, kAudioDevicePropertyActualSampleRate);
+    audio().setProperty(41, kAudioDevicePropertyModelUID,
+                        sim::SimAudioProperty::string("usb:abcd:2"));
+    audio().notify(kAudioObjectSystemObject, {kDevices});
     audio().flush();
     EXPECT_EQ(writes(), (std::vector<std::pair<AudioObjectID, double>>{{41, 48000.0}}));
     const auto lines = newLines();
