@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "sys/libutils/LogLevel.h"
+
 namespace qn::tools::qnscenario {
 
 // Thrown by the world at the scenario's last moment: the agent is left where it is.
@@ -18,7 +20,7 @@ class AgentRun {
 
     // An empty directory: the agent logs nowhere.
     // `verbosity`: the level the agent's logger writes up to.
-    explicit AgentRun(std::string logDirectory, int verbosity = 5)
+    explicit AgentRun(std::string logDirectory, int verbosity = sys::loglevel::DEBUG)
         : m_logDirectory(std::move(logDirectory)), m_verbosity(verbosity) {}
 
     End play();
