@@ -40,10 +40,10 @@ TEST(ModelUID, PropertyNamesAsTheLogPrintsThem) {
 class AudioDeviceTest : public testing::AudioFixture {};
 
 TEST_F(AudioDeviceTest, ReadsAndWritesThroughThePort) {
-    auto spec = testing::audioDevice(7, "usb:abcd:1");
-    spec.name = "Adapter Audio";
-    spec.manufacturer = "Maker";
-    audio().addDevice(spec);
+    auto adapter = testing::audioDevice(7, "usb:abcd:1");
+    adapter.name = "Adapter Audio";
+    adapter.manufacturer = "Maker";
+    audio().addDevice(adapter);
     AudioDeviceImpl device(7);
     EXPECT_EQ(device.actualSampleRate(), 44100.0);
     EXPECT_EQ(device.transportType(), fourCharCode("usb "));
