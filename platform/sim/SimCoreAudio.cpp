@@ -9,6 +9,11 @@ namespace {
 bool sameAddress(const AudioObjectPropertyAddress& a, const AudioObjectPropertyAddress& b) {
     return a.mSelector == b.mSelector && a.mScope == b.mScope && a.mElement == b.mElement;
 }
+template <typename L>
+bool sameListener(const L& a, const L& b) {
+    return a.object == b.object && sameAddress(a.address, b.address) && a.proc == b.proc &&
+           a.clientData == b.clientData;
+}
 constexpr AudioObjectPropertySelector kWildcard = fourCharCode("****");
 }  // namespace
 
@@ -114,6 +119,8 @@ OSStatus SimCoreAudio::AudioObjectSetPropertyData(AudioObjectID object,
                                                   const void* inData) {
     std::vector<AudioObjectPropertyAddress> changed;
     OSStatus result = noErr;
+    std::function<void(const SetCall&)> observer;
+    SetCall observed{};
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         const auto* bytes = static_cast<const std::uint8_t*>(inData);
@@ -147,7 +154,12 @@ OSStatus SimCoreAudio::AudioObjectSetPropertyData(AudioObjectID object,
             changed.push_back(*address);
         }
         call.result = result;
-        m_setCalls.push_back(std::move(call));
+        m_setCalls.push_back(call);
+        observer = m_setCallObserver;
+        observed = std::move(call);
+    }
+    if (observer) {
+        observer(observed);
     }
     if (!changed.empty()) {
         notify(object, changed);
@@ -160,6 +172,7 @@ OSStatus SimCoreAudio::AudioObjectAddPropertyListener(AudioObjectID object,
                                                       AudioObjectPropertyListenerProc listener,
                                                       void* clientData) {
     std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_listenerAdds;
     if (!m_objects.count(object) && object != kAudioObjectSystemObject) {
         return kAudioHardwareBadObjectError;
     }
@@ -171,15 +184,20 @@ OSStatus SimCoreAudio::AudioObjectRemovePropertyListener(AudioObjectID object,
                                                          const AudioObjectPropertyAddress* address,
                                                          AudioObjectPropertyListenerProc listener,
                                                          void* clientData) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    const auto found = std::find_if(m_listeners.begin(), m_listeners.end(), [&](const Listener& l) {
-        return l.object == object && sameAddress(l.address, *address) && l.proc == listener &&
-               l.clientData == clientData;
-    });
+    const bool onNotificationThread = std::this_thread::get_id() == m_notifier.threadId();
+    std::unique_lock<std::mutex> lock(m_mutex);
+    ++m_listenerRemoves;
+    const Listener removed{object, *address, listener, clientData};
+    const auto found = std::find_if(m_listeners.begin(), m_listeners.end(),
+                                    [&](const Listener& l) { return sameListener(l, removed); });
     if (found == m_listeners.end()) {
         return kAudioHardwareIllegalOperationError;
     }
     m_listeners.erase(found);
+    if (!onNotificationThread) {
+        m_delivered.wait(lock,
+                         [&] { return !m_delivering || !sameListener(*m_delivering, removed); });
+    }
     return noErr;
 }
 
@@ -196,18 +214,28 @@ void SimCoreAudio::updateDeviceList() {
     system[kAudioHardwarePropertyDevices] = list;
 }
 
+void SimCoreAudio::placeDevice(const Device& device) {
+    auto& p = m_objects[device.id];
+    p[kAudioObjectPropertyName] = SimAudioProperty::string(device.name);
+    p[kAudioObjectPropertyManufacturer] = SimAudioProperty::string(device.manufacturer);
+    p[kAudioDevicePropertyModelUID] = SimAudioProperty::string(device.modelUID);
+    p[kAudioDevicePropertyActualSampleRate] = SimAudioProperty::float64(device.sampleRate);
+    p[kAudioDevicePropertyNominalSampleRate] = SimAudioProperty::float64(device.sampleRate);
+    p[kAudioDevicePropertyTransportType] = SimAudioProperty::uint32(device.transportType);
+    if (std::find(m_devices.begin(), m_devices.end(), device.id) == m_devices.end()) {
+        m_devices.push_back(device.id);
+    }
+}
+
 void SimCoreAudio::addDevice(const Device& device) {
+    addDevices({device});
+}
+
+void SimCoreAudio::addDevices(const std::vector<Device>& devices) {
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        auto& p = m_objects[device.id];
-        p[kAudioObjectPropertyName] = SimAudioProperty::string(device.name);
-        p[kAudioObjectPropertyManufacturer] = SimAudioProperty::string(device.manufacturer);
-        p[kAudioDevicePropertyModelUID] = SimAudioProperty::string(device.modelUID);
-        p[kAudioDevicePropertyActualSampleRate] = SimAudioProperty::float64(device.sampleRate);
-        p[kAudioDevicePropertyNominalSampleRate] = SimAudioProperty::float64(device.sampleRate);
-        p[kAudioDevicePropertyTransportType] = SimAudioProperty::uint32(device.transportType);
-        if (std::find(m_devices.begin(), m_devices.end(), device.id) == m_devices.end()) {
-            m_devices.push_back(device.id);
+        for (const auto& device : devices) {
+            placeDevice(device);
         }
         updateDeviceList();
     }
@@ -259,10 +287,8 @@ void SimCoreAudio::setStatuses(AudioObjectID object, AudioObjectPropertySelector
 }
 
 bool SimCoreAudio::isListening(const Listener& listener) const {
-    return std::any_of(m_listeners.begin(), m_listeners.end(), [&](const Listener& l) {
-        return l.object == listener.object && sameAddress(l.address, listener.address) &&
-               l.proc == listener.proc && l.clientData == listener.clientData;
-    });
+    return std::any_of(m_listeners.begin(), m_listeners.end(),
+                       [&](const Listener& l) { return sameListener(l, listener); });
 }
 
 void SimCoreAudio::notify(AudioObjectID object, std::vector<AudioObjectPropertyAddress> addresses) {
@@ -288,8 +314,14 @@ void SimCoreAudio::notify(AudioObjectID object, std::vector<AudioObjectPropertyA
                 if (!isListening(l)) {
                     continue;
                 }
+                m_delivering = l;
             }
             l.proc(object, static_cast<UInt32>(addresses.size()), addresses.data(), l.clientData);
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_delivering.reset();
+            }
+            m_delivered.notify_all();
         }
     });
 }
@@ -304,6 +336,21 @@ double SimCoreAudio::propertyReal(AudioObjectID object,
     std::lock_guard<std::mutex> lock(m_mutex);
     const auto* p = find(object, selector);
     return p ? p->real : 0.0;
+}
+
+void SimCoreAudio::setSetCallObserver(std::function<void(const SetCall&)> observer) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_setCallObserver = std::move(observer);
+}
+
+std::size_t SimCoreAudio::listenerAdds() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_listenerAdds;
+}
+
+std::size_t SimCoreAudio::listenerRemoves() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_listenerRemoves;
 }
 
 std::size_t SimCoreAudio::listenerCount() const {

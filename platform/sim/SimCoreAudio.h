@@ -2,9 +2,12 @@
 // Audio objects of the simulated world: the system object with its device list, and
 // devices with properties. Listeners are called on the host's notification thread.
 
+#include <condition_variable>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -61,6 +64,8 @@ class SimCoreAudio : public CoreAudio {
     // The world. Adding or removing a device changes the system object's device list and
     // tells its listeners, on the notification thread.
     void addDevice(const Device& device);
+    // Several devices in one change of the list: one notification.
+    void addDevices(const std::vector<Device>& devices);
     void removeDevice(AudioObjectID id);
     void setProperty(AudioObjectID object, AudioObjectPropertySelector selector,
                      SimAudioProperty property);
@@ -75,8 +80,13 @@ class SimCoreAudio : public CoreAudio {
     std::thread::id notificationThread() const { return m_notifier.threadId(); }
 
     std::vector<SetCall> setCalls() const;
+    // Called after each set, on the setter's thread, outside the host's lock.
+    void setSetCallObserver(std::function<void(const SetCall&)> observer);
     double propertyReal(AudioObjectID object, AudioObjectPropertySelector selector) const;
     std::size_t listenerCount() const;
+    // Listener registrations and removals asked for so far, successful or not.
+    std::size_t listenerAdds() const;
+    std::size_t listenerRemoves() const;
     // Strings handed out by AudioObjectGetPropertyData.
     std::size_t stringsHandedOut() const;
 
@@ -95,6 +105,7 @@ class SimCoreAudio : public CoreAudio {
     OSStatus readable(AudioObjectID object, const AudioObjectPropertyAddress* address,
                       OSStatus SimAudioProperty::*status, const SimAudioProperty** property) const;
     void updateDeviceList();
+    void placeDevice(const Device& device);
     bool isListening(const Listener& listener) const;
 
     SimFaults& m_faults;
@@ -102,6 +113,13 @@ class SimCoreAudio : public CoreAudio {
     std::map<AudioObjectID, Properties> m_objects;
     std::vector<AudioObjectID> m_devices;
     std::vector<Listener> m_listeners;
+    // The listener being called on the notification thread: a removal from another
+    // thread waits for that call to end, so the client data may go right after it.
+    std::optional<Listener> m_delivering;
+    std::condition_variable m_delivered;
+    std::size_t m_listenerAdds = 0;
+    std::size_t m_listenerRemoves = 0;
+    std::function<void(const SetCall&)> m_setCallObserver;
     std::vector<SetCall> m_setCalls;
     std::vector<std::unique_ptr<SimCFString>> m_strings;
     // Last, so that the notification thread ends before the state it reads.

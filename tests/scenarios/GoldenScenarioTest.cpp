@@ -9,8 +9,10 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "sys/libutils/LogLine.h"
@@ -64,7 +66,10 @@ class ScratchDirectory {
 };
 
 // The agent's lines as "LEVEL message"; every one must carry the agent's module and the
-// process id as instance. The logger's own banner (no instance of ours) is left out.
+// process id as instance. The audio classes log under modules of their own, their
+// instance being the object's address (an empty instance name gives that): their lines
+// read "LEVEL [module] message". The logger's own banner (no
+// instance of ours) is left out.
 std::string agentLog(const std::string& file, const std::string& pid, std::string& wrong) {
     std::ifstream in(file);
     sys::LogReader reader;
@@ -77,6 +82,13 @@ std::string agentLog(const std::string& file, const std::string& pid, std::strin
         sys::logline::Fields fields;
         if (!sys::logline::parse(text, fields)) {
             wrong += "unparsed: " + text + "\n";
+            continue;
+        }
+        static const std::set<std::string_view> audioModules{
+            "AudioDevice", "QuintorAudioDeviceListerImpl", "AudioDeviceConfiguratorImpl"};
+        if (audioModules.count(fields.module)) {
+            out += std::string(fields.level) + " [" + std::string(fields.module) + "] " +
+                   std::string(fields.message) + "\n";
             continue;
         }
         if (fields.instance != pid) {

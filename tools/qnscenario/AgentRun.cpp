@@ -16,7 +16,7 @@ constexpr const char* kAgentName = "QuintorUserAgent";
 AgentRun::End AgentRun::play() {
     const bool withLogFile = !m_logDirectory.empty();
     // Built first, so that the agent's start-up finds it as the process's logger.
-    sys::Logger logger(kAgentName, sys::Logger::DEBUG, false, withLogFile, nullptr,
+    sys::Logger logger(kAgentName, m_verbosity, false, withLogFile, nullptr,
                        withLogFile
                            ? std::make_unique<sys::DirectoryLoggerConfiguration>(m_logDirectory)
                            : std::make_unique<sys::LoggerConfiguration>());

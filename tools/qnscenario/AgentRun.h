@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "sys/libutils/LogLevel.h"
+
 namespace qn::tools::qnscenario {
 
 // Thrown by the world at the scenario's last moment: the agent is left where it is.
@@ -17,12 +19,15 @@ class AgentRun {
     };
 
     // An empty directory: the agent logs nowhere.
-    explicit AgentRun(std::string logDirectory) : m_logDirectory(std::move(logDirectory)) {}
+    // `verbosity`: the level the agent's logger writes up to.
+    explicit AgentRun(std::string logDirectory, int verbosity = sys::loglevel::DEBUG)
+        : m_logDirectory(std::move(logDirectory)), m_verbosity(verbosity) {}
 
     End play();
 
   private:
     std::string m_logDirectory;
+    int m_verbosity;
 };
 
 }  // namespace qn::tools::qnscenario

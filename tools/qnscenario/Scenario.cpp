@@ -3,6 +3,7 @@
 #include <map>
 #include <set>
 
+#include "sys/libutils/LogLevel.h"
 #include "tools/qnscenario/JsonLines.h"
 #include "tools/qnscenario/ScenarioPlayer.h"
 #include "tools/qnscenario/ScenarioReader.h"
@@ -29,7 +30,7 @@ StepRun always(Action action) {
 std::function<void(ScenarioPlayer&)> worldSetUp(const json& world, const ScenarioReader& r) {
     r.object(world, {"kernelRelease", "pid", "securitySessionId", "sessionInfoFails", "zoom",
                      "windowServer", "session", "manager", "displays", "audioDevices", "strings",
-                     "signalFails"});
+                     "signalFails", "logVerbosity"});
     std::vector<std::function<void(ScenarioPlayer&)>> actions;
     if (world.contains("kernelRelease")) {
         const auto release = r.string(world["kernelRelease"], "kernelRelease");
@@ -99,6 +100,17 @@ std::function<void(ScenarioPlayer&)> worldSetUp(const json& world, const Scenari
             actions.push_back(
                 [device](ScenarioPlayer& p) { p.host().coreAudio().addDevice(device); });
         }
+        // Told to nobody: the world is in place before the agent listens.
+        actions.push_back([](ScenarioPlayer& p) { p.host().coreAudio().flush(); });
+    }
+    if (world.contains("logVerbosity")) {
+        // A level name, so that VERBOSE lines can be checked too.
+        const auto name = r.string(world["logVerbosity"], "logVerbosity");
+        const auto level = sys::loglevel::parseLevel(name, -1);
+        if (level < 0) {
+            r.fail("logVerbosity is a level name, ALWAYS to VERBOSE");
+        }
+        actions.push_back([level](ScenarioPlayer& p) { p.setLogVerbosity(level); });
     }
     if (world.contains("strings")) {
         // {"table": {"key": "text"}}: the bundle's strings tables.

@@ -3,7 +3,10 @@
 #include "app/OSX/QuintorUserAgent/Hyperlink.h"
 #include "app/OSX/QuintorUserAgent/QNUAMessageWindowController.h"
 #include "platform/AttributedString.h"
+#include <cstring>
+
 #include "platform/Quartz.h"
+#include "sys/libutils/Logger.h"
 #include "tools/qnscenario/AgentRun.h"
 #include "tools/transcript/TranscriptLines.h"
 #include "tools/transcript/ValueJson.h"
@@ -69,6 +72,24 @@ nlohmann::ordered_json windowLine(const platform::sim::SimWindow& window,
         {"window", "shown"},     {"id", window.id},
         {"title", window.title}, {"text", text},
         {"link", link},          {"frame", {f.origin.x, f.origin.y, f.size.width, f.size.height}}};
+// A property written to an audio device, on the thread that wrote it.
+nlohmann::ordered_json audioLine(const platform::sim::SimCoreAudio::SetCall& call) {
+    std::string selector;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        selector += static_cast<char>((call.selector >> shift) & 0xff);
+    }
+    nlohmann::ordered_json line{{"audio", "set"}, {"device", call.object}, {"property", selector}};
+    if (call.bytes.size() == sizeof(double)) {
+        double value = 0;
+        std::memcpy(&value, call.bytes.data(), sizeof(value));
+        line["value"] = value;
+    } else {
+        line["bytes"] = call.bytes.size();
+    }
+    if (call.result != platform::noErr) {
+        line["status"] = call.result;
+    }
+    return line;
 }
 
 std::string joined(const std::vector<std::string>& names) {
@@ -84,6 +105,7 @@ std::string joined(const std::vector<std::string>& names) {
 ScenarioPlayer::ScenarioPlayer(std::ostream& out, std::string logDirectory)
     : m_out(out),
       m_logDirectory(std::move(logDirectory)),
+      m_logVerbosity(sys::Logger::DEBUG),
       m_world(m_host),
       m_backend(m_host.backend()) {
     m_host.manager().setListener(
@@ -91,6 +113,10 @@ ScenarioPlayer::ScenarioPlayer(std::ostream& out, std::string logDirectory)
     m_host.appKit().setWindowListener(
         [this](const platform::sim::SimWindow& window,
                platform::sim::SimAppKit::WindowEvent event) { write(windowLine(window, event)); });
+    // Written on the audio thread while the world's step waits for it (flush), so the
+    // line stands between those of the step before and after.
+    m_host.coreAudio().setSetCallObserver(
+        [this](const platform::sim::SimCoreAudio::SetCall& call) { write(audioLine(call)); });
 }
 
 ScenarioPlayer::~ScenarioPlayer() {
@@ -100,6 +126,8 @@ ScenarioPlayer::~ScenarioPlayer() {
     m_host.foundation().distributedCenter().removeObserver(this);
     m_host.manager().setListener(nullptr);
     m_host.appKit().setWindowListener(nullptr);
+    m_host.coreAudio().flush();
+    m_host.coreAudio().setSetCallObserver(nullptr);
 }
 
 bool ScenarioPlayer::play(const Scenario& scenario, std::string& failure) {
@@ -142,7 +170,7 @@ bool ScenarioPlayer::playAgent(const Scenario& scenario, std::string& failure) {
     runLoop.scheduleWorld(end, [] { throw ScenarioEnd{}; });
     m_host.foundation().setRunHorizon(end);
 
-    AgentRun run(m_logDirectory);
+    AgentRun run(m_logDirectory, m_logVerbosity);
     const AgentRun::End ended = run.play();
     m_agentEnd = ended.how;
     m_agentStatus = ended.status;

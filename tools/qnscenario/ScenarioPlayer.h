@@ -42,6 +42,9 @@ class ScenarioPlayer {
     // A click on the icon of a window; false (and why) when it has none or is closed.
     bool clickIcon(platform::NSWindowRef window, std::string& why);
 
+    // The agent's log level (DEBUG unless the world says otherwise).
+    void setLogVerbosity(int level) { m_logVerbosity = level; }
+
     // A signal from outside the process, to the handler the agent installed.
     void signal(int number);
     // How the agent's process ended: "exit" (through the System port), "returned" (from
@@ -65,6 +68,7 @@ class ScenarioPlayer {
 
     std::ostream& m_out;
     std::string m_logDirectory;
+    int m_logVerbosity;
     std::string m_agentEnd;
     int m_agentStatus = 0;
     std::string m_worldFailure;

@@ -12,6 +12,8 @@
 #include "platform/Backend.h"
 #include "platform/Foundation.h"
 #include "platform/System.h"
+#include "tk/libOSXAudio/AudioDeviceConfigurator.h"
+#include "tk/libOSXAudio/QuintorAudioDeviceLister.h"
 
 namespace qn::app::osx::qnuapp {
 
@@ -38,8 +40,10 @@ int agentMain() {
     startAgentLogging(pid);
     QNUA_LOG(Logger::ALWAYS) << "QuintorUserAgent main starting";
 
-    // The audio lister and configurator take their place here, before the waits, once
-    // the audio work is part of the build.
+    // Listening from here on, so the adapters' audio is looked after during the waits too.
+    // Declared in this order, the configurator goes first, on every road out of main.
+    const auto audioLister = tk::osx::QuintorAudioDeviceLister::create();
+    const auto audioConfigurator = tk::osx::AudioDeviceConfigurator::create(audioLister.get());
 
     foundation.setSignalWakeHandler(&runPendingTerminationSignal);
     if (system.signal(SIGTERM, &catchTerminationSignal) == SIG_ERR) {

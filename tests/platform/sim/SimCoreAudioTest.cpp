@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -127,6 +128,78 @@ TEST_F(SimCoreAudioTest, NominalRateWriteMovesTheActualRateAndStringsComeAsOwned
                                           0};
     ASSERT_EQ(audio.AudioObjectGetPropertyData(40, &name, 0, nullptr, &size, &text), noErr);
     EXPECT_EQ(CFStringGetCStringPtr(text, CFStringGetSystemEncoding()), nullptr);
+    audio.flush();
+}
+
+TEST_F(SimCoreAudioTest, SeveralDevicesInOneChangeAndWritesSeenByTheObserver) {
+    audio.AudioObjectAddPropertyListener(kAudioObjectSystemObject, &kDevices, &listener, &heard);
+    audio.addDevices({device(41), device(40)});
+    audio.flush();
+    EXPECT_EQ(heard.addressCounts, std::vector<UInt32>{1});
+    AudioObjectID ids[4] = {};
+    UInt32 size = sizeof ids;
+    ASSERT_EQ(audio.AudioObjectGetPropertyData(kAudioObjectSystemObject, &kDevices, 0, nullptr,
+                                               &size, ids),
+              noErr);
+    EXPECT_EQ(size, 2 * sizeof(AudioObjectID));
+    EXPECT_EQ(ids[0], 41u);
+    EXPECT_EQ(ids[1], 40u);
+
+    std::vector<std::pair<AudioObjectID, std::thread::id>> seen;
+    audio.setSetCallObserver([&](const SimCoreAudio::SetCall& call) {
+        seen.emplace_back(call.object, std::this_thread::get_id());
+    });
+    const AudioObjectPropertyAddress nominal{kAudioDevicePropertyNominalSampleRate,
+                                             kAudioObjectPropertyScopeGlobal, 0};
+    const Float64 rate = 48000.0;
+    audio.AudioObjectSetPropertyData(40, &nominal, 0, nullptr, sizeof rate, &rate);
+    EXPECT_EQ(
+        seen,
+        (std::vector<std::pair<AudioObjectID, std::thread::id>>{{40, std::this_thread::get_id()}}));
+
+    audio.AudioObjectRemovePropertyListener(kAudioObjectSystemObject, &kDevices, &listener, &heard);
+    audio.AudioObjectRemovePropertyListener(kAudioObjectSystemObject, &kDevices, &listener, &heard);
+    EXPECT_EQ(audio.listenerAdds(), 1u);
+    EXPECT_EQ(audio.listenerRemoves(), 2u);
+}
+
+// Blocks in the listener until released.
+struct Gate {
+    std::atomic<bool> entered{false};
+    std::atomic<bool> release{false};
+};
+
+OSStatus blockingListener(AudioObjectID, UInt32, const AudioObjectPropertyAddress*, void* data) {
+    auto* gate = static_cast<Gate*>(data);
+    gate->entered = true;
+    while (!gate->release) {
+        std::this_thread::yield();
+    }
+    return noErr;
+}
+
+TEST_F(SimCoreAudioTest, RemovalFromAnotherThreadWaitsForTheCallInProgress) {
+    Gate gate;
+    audio.AudioObjectAddPropertyListener(kAudioObjectSystemObject, &kDevices, &blockingListener,
+                                         &gate);
+    audio.addDevice(device(40));
+    while (!gate.entered) {
+        std::this_thread::yield();
+    }
+    std::atomic<bool> removed{false};
+    std::thread remover([&] {
+        audio.AudioObjectRemovePropertyListener(kAudioObjectSystemObject, &kDevices,
+                                                &blockingListener, &gate);
+        removed = true;
+    });
+    // Once the listener is off the list, the remover waits for the call still running.
+    while (audio.listenerCount() != 0) {
+        std::this_thread::yield();
+    }
+    EXPECT_FALSE(removed);
+    gate.release = true;
+    remover.join();
+    EXPECT_TRUE(removed);
     audio.flush();
 }
 

@@ -53,6 +53,9 @@ TEST(ScenarioParseTest, RejectionsCarryTheLineOfWhatWasRejected) {
         rejection("{\"steps\": [{\"advance\": 1, \"connect\": true}]}").second.find("one key"),
         std::string::npos);
     EXPECT_NE(rejection("{\"stepz\": []}").second.find("unknown key \"stepz\""), std::string::npos);
+    EXPECT_NE(rejection("{\"world\": {\"logVerbosity\": \"LOUD\"}}").second.find("level name"),
+              std::string::npos);
+    EXPECT_EQ(rejection("{\"world\": {\"logVerbosity\": \"verbose\"}}").first, 0);
     EXPECT_EQ(rejection("{\"world\": {\"displays\": [{\"id\": 3, \"adapter\": 1}]}, \"steps\": []}")
                   .first,
               0);

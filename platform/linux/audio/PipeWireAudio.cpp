@@ -1,0 +1,520 @@
+#include "platform/linux/audio/PipeWireAudio.h"
+
+#include <pipewire/pipewire.h>
+#include <spa/param/param.h>
+#include <spa/pod/builder.h>
+#include <spa/utils/result.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+
+#include "platform/linux/audio/AudioHostString.h"
+#include "platform/linux/audio/PipeWireFormat.h"
+#include "sys/libutils/Logger.h"
+
+namespace qn::platform::linux_audio {
+
+namespace {
+
+constexpr AudioObjectPropertyAddress kDevicesAddress{kAudioHardwarePropertyDevices,
+                                                     kAudioObjectPropertyScopeGlobal,
+                                                     kAudioObjectPropertyElementMaster};
+// The server's first answer; after it, a node bound during the first listing is ready.
+constexpr int kStartWaitSeconds = 10;
+constexpr int kRoundTripSeconds = 10;
+
+bool sameListener(const AudioObjectPropertyAddress& a, AudioObjectPropertyListenerProc procA,
+                  void* dataA, const AudioObjectPropertyAddress& b,
+                  AudioObjectPropertyListenerProc procB, void* dataB) {
+    return a.mSelector == b.mSelector && a.mScope == b.mScope && a.mElement == b.mElement &&
+           procA == procB && dataA == dataB;
+}
+
+// The backend's own log lines, made only when the first is written, so that building
+// the backend before the agent's logger starts does not start a logger of its own.
+struct BackendLog : sys::Logger::Logged {
+    BackendLog() : sys::Identity("PipeWireAudio", "") {}
+};
+
+}  // namespace
+
+struct PipeWireAudio::Node {
+    std::uint32_t id = 0;
+    pw_proxy* proxy = nullptr;
+    spa_hook objectHook{};
+    bool haveInfo = false;
+    NodeModel model;
+    std::optional<double> rate;
+    int syncSeq = -1;
+    bool listed = false;
+
+    pw_node* node() const { return reinterpret_cast<pw_node*>(proxy); }
+};
+
+struct PipeWireAudio::Events {
+    static void onCoreDone(void* data, std::uint32_t id, int seq) {
+        static_cast<PipeWireAudio*>(data)->coreDone(id, seq);
+    }
+    static void onCoreError(void* data, std::uint32_t id, int, int res, const char*) {
+        auto* self = static_cast<PipeWireAudio*>(data);
+        if (id == PW_ID_CORE && res == -EPIPE) {
+            // The server went away: so did every device, each a change of the list.
+            while (!self->m_nodes.empty()) {
+                self->removeNode(self->m_nodes.begin()->first);
+            }
+            self->m_started = true;
+            self->m_roundTripDone = true;
+            self->m_loop.signal();
+        }
+    }
+    static void onGlobal(void* data, std::uint32_t id, std::uint32_t, const char* type,
+                         std::uint32_t, const spa_dict* props) {
+        if (std::strcmp(type, PW_TYPE_INTERFACE_Node) != 0 || !props) {
+            return;
+        }
+        // Id 0 is the core's, and the server gives 1 to an object made before any node,
+        // so 1 can stand for the system object.
+        if (id > kAudioObjectSystemObject &&
+            isAudioNodeClass(spa_dict_lookup(props, PW_KEY_MEDIA_CLASS))) {
+            static_cast<PipeWireAudio*>(data)->addNode(id);
+        }
+    }
+    static void onGlobalRemove(void* data, std::uint32_t id) {
+        static_cast<PipeWireAudio*>(data)->removeNode(id);
+    }
+    static void onNodeInfo(void* data, const pw_node_info* info) {
+        auto* node = static_cast<Node*>(data);
+        if (!info->props || (node->haveInfo && !(info->change_mask & PW_NODE_CHANGE_MASK_PROPS))) {
+            return;
+        }
+        NodeProperties properties;
+        const spa_dict_item* item;
+        spa_dict_for_each(item, info->props) {
+            properties[item->key] = item->value ? item->value : "";
+        }
+        node->model = nodeModel(properties);
+        node->haveInfo = true;
+    }
+    static void onNodeParam(void* data, int, std::uint32_t id, std::uint32_t, std::uint32_t,
+                            const spa_pod* param) {
+        auto* node = static_cast<Node*>(data);
+        if (id != SPA_PARAM_EnumFormat) {
+            return;
+        }
+        if (const auto rate = rateOfFormat(param)) {
+            node->rate = rate;
+        }
+    }
+
+    static constexpr pw_core_events core = [] {
+        pw_core_events e{};
+        e.version = PW_VERSION_CORE_EVENTS;
+        e.done = &onCoreDone;
+        e.error = &onCoreError;
+        return e;
+    }();
+    static constexpr pw_registry_events registry = [] {
+        pw_registry_events e{};
+        e.version = PW_VERSION_REGISTRY_EVENTS;
+        e.global = &onGlobal;
+        e.global_remove = &onGlobalRemove;
+        return e;
+    }();
+    static constexpr pw_node_events node = [] {
+        pw_node_events e{};
+        e.version = PW_VERSION_NODE_EVENTS;
+        e.info = &onNodeInfo;
+        e.param = &onNodeParam;
+        return e;
+    }();
+
+    spa_hook coreHook{};
+    spa_hook registryHook{};
+};
+
+PipeWireAudio::PipeWireAudio() : m_loop("qn-audio"), m_events(std::make_unique<Events>()) {
+    if (!m_loop.loop()) {
+        m_unreachable = "no PipeWire loop";
+        return;
+    }
+    PipeWireThreadLoop::Lock lock(m_loop);
+    connect();
+    if (!m_core || !m_loop.start()) {
+        return;
+    }
+    if (!m_loop.waitUntil([this] { return m_started; }, kStartWaitSeconds)) {
+        // A slow server: what it lists later counts as plugged in.
+        m_started = true;
+    }
+}
+
+PipeWireAudio::~PipeWireAudio() {
+    // No callback may run while the objects go.
+    m_loop.stop();
+    disconnect();
+}
+
+void PipeWireAudio::connect() {
+    m_context = pw_context_new(m_loop.loop(), nullptr, 0);
+    if (!m_context) {
+        m_unreachable = std::string("no PipeWire context (") + std::strerror(errno) + ")";
+        return;
+    }
+    m_core = pw_context_connect(m_context, nullptr, 0);
+    if (!m_core) {
+        m_unreachable = std::string("cannot connect to PipeWire (") + std::strerror(errno) + ")";
+        return;
+    }
+    pw_core_add_listener(m_core, &m_events->coreHook, &Events::core, this);
+    m_registry = pw_core_get_registry(m_core, PW_VERSION_REGISTRY, 0);
+    pw_registry_add_listener(m_registry, &m_events->registryHook, &Events::registry, this);
+    m_startSeq = pw_core_sync(m_core, PW_ID_CORE, 0);
+}
+
+void PipeWireAudio::disconnect() {
+    // Nobody is told of devices that go with the backend.
+    m_listeners.clear();
+    while (!m_nodes.empty()) {
+        removeNode(m_nodes.begin()->first);
+    }
+    if (m_registry) {
+        spa_hook_remove(&m_events->registryHook);
+        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(m_registry));
+        m_registry = nullptr;
+    }
+    if (m_core) {
+        spa_hook_remove(&m_events->coreHook);
+        pw_core_disconnect(m_core);
+        m_core = nullptr;
+    }
+    if (m_context) {
+        pw_context_destroy(m_context);
+        m_context = nullptr;
+    }
+}
+
+bool PipeWireAudio::connected() const {
+    return m_core != nullptr;
+}
+
+void PipeWireAudio::warnOnceIfUnreachable() {
+    if (m_unreachable.empty()) {
+        return;
+    }
+    std::call_once(m_warned, [this] {
+        BackendLog log;
+        QN_LOG(log, sys::Logger::WARN)
+            << "No audio: " << m_unreachable << "; going on without audio devices";
+    });
+}
+
+bool PipeWireAudio::roundTrip() {
+    if (!m_core) {
+        return false;
+    }
+    PipeWireThreadLoop::Lock lock(m_loop);
+    m_roundTripDone = false;
+    m_roundTripSeq = pw_core_sync(m_core, PW_ID_CORE, 0);
+    return m_loop.waitUntil([this] { return m_roundTripDone; }, kRoundTripSeconds);
+}
+
+void PipeWireAudio::addNode(std::uint32_t id) {
+    auto node = std::make_unique<Node>();
+    node->id = id;
+    node->proxy = static_cast<pw_proxy*>(
+        pw_registry_bind(m_registry, id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
+    if (!node->proxy) {
+        return;
+    }
+    pw_proxy_add_object_listener(node->proxy, &node->objectHook, &Events::node, node.get());
+    std::uint32_t formats[] = {SPA_PARAM_EnumFormat};
+    pw_node_subscribe_params(node->node(), formats, 1);
+    // Binding sends the info; the subscription sends the formats. Both are in before the
+    // answer to this sync.
+    node->syncSeq = pw_core_sync(m_core, PW_ID_CORE, 0);
+    m_nodes[id] = std::move(node);
+}
+
+void PipeWireAudio::removeNode(std::uint32_t id) {
+    const auto found = m_nodes.find(id);
+    if (found == m_nodes.end()) {
+        return;
+    }
+    const bool wasListed = found->second->listed;
+    spa_hook_remove(&found->second->objectHook);
+    pw_proxy_destroy(found->second->proxy);
+    m_nodes.erase(found);
+    if (wasListed) {
+        deviceListChanged();
+    }
+}
+
+void PipeWireAudio::coreDone(std::uint32_t id, int seq) {
+    if (id != PW_ID_CORE) {
+        return;
+    }
+    if (!m_started && seq == m_startSeq) {
+        if (!m_secondStartSync) {
+            // Every first global has been seen and its node bound; the nodes' own syncs
+            // answer before this second one.
+            m_secondStartSync = true;
+            m_startSeq = pw_core_sync(m_core, PW_ID_CORE, 0);
+        } else {
+            m_started = true;
+            m_loop.signal();
+        }
+    }
+    if (seq == m_roundTripSeq) {
+        m_roundTripDone = true;
+        m_loop.signal();
+    }
+    for (auto& [nodeId, node] : m_nodes) {
+        if (node->syncSeq == seq) {
+            node->syncSeq = -1;
+            nodeReady(*node);
+        }
+    }
+}
+
+void PipeWireAudio::nodeReady(Node& node) {
+    if (!node.haveInfo || node.listed) {
+        return;
+    }
+    node.listed = true;
+    // Nodes there before the first answer are present at start, like the devices a
+    // host has when a program starts listening.
+    if (m_started) {
+        deviceListChanged();
+    }
+}
+
+void PipeWireAudio::deviceListChanged() {
+    const std::vector<Listener> listeners = m_listeners;
+    for (const auto& l : listeners) {
+        if (l.address.mSelector != kAudioHardwarePropertyDevices) {
+            continue;
+        }
+        // A listener removed by an earlier one is not called.
+        const bool still = std::any_of(m_listeners.begin(), m_listeners.end(), [&](const auto& m) {
+            return sameListener(m.address, m.proc, m.clientData, l.address, l.proc, l.clientData);
+        });
+        if (still) {
+            l.proc(kAudioObjectSystemObject, 1, &kDevicesAddress, l.clientData);
+        }
+    }
+}
+
+const PipeWireAudio::Node* PipeWireAudio::listedNode(AudioObjectID id) const {
+    const auto found = m_nodes.find(id);
+    return found != m_nodes.end() && found->second->listed ? found->second.get() : nullptr;
+}
+
+namespace {
+
+enum class Kind { Real, Integer, String, Unknown };
+
+Kind kindOf(AudioObjectPropertySelector selector) {
+    switch (selector) {
+        case kAudioDevicePropertyActualSampleRate:
+        case kAudioDevicePropertyNominalSampleRate:
+            return Kind::Real;
+        case kAudioDevicePropertyTransportType:
+            return Kind::Integer;
+        case kAudioObjectPropertyName:
+        case kAudioObjectPropertyManufacturer:
+        case kAudioDevicePropertyModelUID:
+            return Kind::String;
+        default:
+            return Kind::Unknown;
+    }
+}
+
+UInt32 sizeOf(Kind kind) {
+    switch (kind) {
+        case Kind::Real:
+            return sizeof(Float64);
+        case Kind::Integer:
+            return sizeof(UInt32);
+        case Kind::String:
+            return sizeof(CFStringRef);
+        case Kind::Unknown:
+            break;
+    }
+    return 0;
+}
+
+}  // namespace
+
+bool PipeWireAudio::AudioObjectHasProperty(AudioObjectID object,
+                                           const AudioObjectPropertyAddress* address) {
+    warnOnceIfUnreachable();
+    PipeWireThreadLoop::Lock lock(m_loop);
+    if (object == kAudioObjectSystemObject) {
+        return address->mSelector == kAudioHardwarePropertyDevices;
+    }
+    const Node* node = listedNode(object);
+    if (!node) {
+        return false;
+    }
+    const Kind kind = kindOf(address->mSelector);
+    // A node without a raw format has no rate to tell.
+    return kind != Kind::Unknown && (kind != Kind::Real || node->rate.has_value());
+}
+
+OSStatus PipeWireAudio::AudioObjectGetPropertyDataSize(AudioObjectID object,
+                                                       const AudioObjectPropertyAddress* address,
+                                                       UInt32, const void*, UInt32* outDataSize) {
+    warnOnceIfUnreachable();
+    PipeWireThreadLoop::Lock lock(m_loop);
+    if (object == kAudioObjectSystemObject) {
+        if (address->mSelector != kAudioHardwarePropertyDevices) {
+            return kAudioHardwareUnknownPropertyError;
+        }
+        const auto listed = std::count_if(m_nodes.begin(), m_nodes.end(),
+                                          [](const auto& n) { return n.second->listed; });
+        *outDataSize = static_cast<UInt32>(listed * sizeof(AudioObjectID));
+        return noErr;
+    }
+    if (!listedNode(object)) {
+        return kAudioHardwareBadObjectError;
+    }
+    const Kind kind = kindOf(address->mSelector);
+    if (kind == Kind::Unknown) {
+        return kAudioHardwareUnknownPropertyError;
+    }
+    *outDataSize = sizeOf(kind);
+    return noErr;
+}
+
+OSStatus PipeWireAudio::AudioObjectGetPropertyData(AudioObjectID object,
+                                                   const AudioObjectPropertyAddress* address,
+                                                   UInt32, const void*, UInt32* ioDataSize,
+                                                   void* outData) {
+    warnOnceIfUnreachable();
+    PipeWireThreadLoop::Lock lock(m_loop);
+    if (object == kAudioObjectSystemObject) {
+        if (address->mSelector != kAudioHardwarePropertyDevices) {
+            return kAudioHardwareUnknownPropertyError;
+        }
+        // As many ids as fit, in ascending order.
+        std::vector<AudioObjectID> ids;
+        for (const auto& [id, node] : m_nodes) {
+            if (node->listed) {
+                ids.push_back(id);
+            }
+        }
+        const auto n = std::min<std::size_t>(*ioDataSize / sizeof(AudioObjectID), ids.size());
+        std::memcpy(outData, ids.data(), n * sizeof(AudioObjectID));
+        *ioDataSize = static_cast<UInt32>(n * sizeof(AudioObjectID));
+        return noErr;
+    }
+    const Node* node = listedNode(object);
+    if (!node) {
+        return kAudioHardwareBadObjectError;
+    }
+    const Kind kind = kindOf(address->mSelector);
+    if (kind == Kind::Unknown) {
+        return kAudioHardwareUnknownPropertyError;
+    }
+    if (*ioDataSize < sizeOf(kind)) {
+        return kAudioHardwareBadPropertySizeError;
+    }
+    *ioDataSize = sizeOf(kind);
+    switch (kind) {
+        case Kind::Real: {
+            if (!node->rate) {
+                return kAudioHardwareUnknownPropertyError;
+            }
+            const Float64 rate = *node->rate;
+            std::memcpy(outData, &rate, sizeof(rate));
+            return noErr;
+        }
+        case Kind::Integer:
+            std::memcpy(outData, &node->model.transportType, sizeof(UInt32));
+            return noErr;
+        case Kind::String: {
+            const std::string& text =
+                address->mSelector == kAudioObjectPropertyName           ? node->model.name
+                : address->mSelector == kAudioObjectPropertyManufacturer ? node->model.manufacturer
+                                                                         : node->model.modelUID;
+            CFStringRef string = new AudioHostString(text);
+            std::memcpy(outData, &string, sizeof(string));
+            return noErr;
+        }
+        case Kind::Unknown:
+            break;
+    }
+    return kAudioHardwareUnknownPropertyError;
+}
+
+OSStatus PipeWireAudio::AudioObjectSetPropertyData(AudioObjectID object,
+                                                   const AudioObjectPropertyAddress* address,
+                                                   UInt32, const void*, UInt32 inDataSize,
+                                                   const void* inData) {
+    warnOnceIfUnreachable();
+    PipeWireThreadLoop::Lock lock(m_loop);
+    const Node* node = listedNode(object);
+    if (!node) {
+        return kAudioHardwareBadObjectError;
+    }
+    if (address->mSelector != kAudioDevicePropertyNominalSampleRate) {
+        return kAudioHardwareIllegalOperationError;
+    }
+    if (inDataSize != sizeof(Float64)) {
+        return kAudioHardwareBadPropertySizeError;
+    }
+    Float64 rate = 0;
+    std::memcpy(&rate, inData, sizeof(rate));
+    if (!(rate > 0 && rate < 1e7)) {
+        return kAudioHardwareIllegalOperationError;
+    }
+    std::uint8_t buffer[256];
+    spa_pod_builder builder = SPA_POD_BUILDER_INIT(buffer, sizeof(buffer));
+    const spa_pod* props = buildRateProps(builder, static_cast<std::int32_t>(std::lround(rate)));
+    const int sent = pw_node_set_param(node->node(), SPA_PARAM_Props, 0, props);
+    if (sent < 0) {
+        return kAudioHardwareUnspecifiedError;
+    }
+    // Read the format again, in case the node does not announce the change itself.
+    pw_node_enum_params(node->node(), 0, SPA_PARAM_EnumFormat, 0, UINT32_MAX, nullptr);
+    return noErr;
+}
+
+OSStatus PipeWireAudio::AudioObjectAddPropertyListener(AudioObjectID object,
+                                                       const AudioObjectPropertyAddress* address,
+                                                       AudioObjectPropertyListenerProc proc,
+                                                       void* clientData) {
+    warnOnceIfUnreachable();
+    PipeWireThreadLoop::Lock lock(m_loop);
+    // Only the device list changes are told; other objects have nothing to say.
+    if (object != kAudioObjectSystemObject) {
+        return listedNode(object) ? kAudioHardwareIllegalOperationError
+                                  : kAudioHardwareBadObjectError;
+    }
+    m_listeners.push_back(Listener{*address, proc, clientData});
+    return noErr;
+}
+
+OSStatus PipeWireAudio::AudioObjectRemovePropertyListener(AudioObjectID object,
+                                                          const AudioObjectPropertyAddress* address,
+                                                          AudioObjectPropertyListenerProc proc,
+                                                          void* clientData) {
+    warnOnceIfUnreachable();
+    // Taking the lock waits for a listener running on PipeWire's thread.
+    PipeWireThreadLoop::Lock lock(m_loop);
+    if (object != kAudioObjectSystemObject) {
+        return kAudioHardwareBadObjectError;
+    }
+    const auto found = std::find_if(m_listeners.begin(), m_listeners.end(), [&](const Listener& l) {
+        return sameListener(l.address, l.proc, l.clientData, *address, proc, clientData);
+    });
+    if (found == m_listeners.end()) {
+        return kAudioHardwareIllegalOperationError;
+    }
+    m_listeners.erase(found);
+    return noErr;
+}
+
+}  // namespace qn::platform::linux_audio

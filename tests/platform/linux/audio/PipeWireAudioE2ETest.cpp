@@ -1,0 +1,204 @@
+// The audio objects over a real PipeWire: the test starts the server, then the backend
+// with the lister and the configurator, then makes nodes like adapters' audio devices,
+// and reads the rates back from PipeWire itself.
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "platform/Backend.h"
+#include "platform/linux/audio/PipeWireAudio.h"
+#include "sys/libutils/DirectoryLoggerConfiguration.h"
+#include "sys/libutils/Logger.h"
+#include "tests/platform/linux/audio/PipeWireTestSupport.h"
+#include "tk/libOSXAudio/AudioDeviceConfigurator.h"
+#include "tk/libOSXAudio/QuintorAudioDeviceLister.h"
+
+namespace qn::platform::linux_audio {
+namespace {
+
+using testing::PipeWireServer;
+
+// A node on alsa's "null" PCM: it takes device properties and a rate like a USB one.
+void createNode(PipeWireServer& server, const std::string& name, const std::string& vendor,
+                int rate) {
+    const std::string properties =
+        "{ \"factory.name\": \"api.alsa.pcm.sink\", \"node.name\": \"" + name +
+        "\", \"api.alsa.path\": \"null\", \"object.linger\": true, \"device.bus\": \"usb\", "
+        "\"device.vendor.id\": \"" +
+        vendor +
+        "\", \"device.product.id\": \"0x0001\", "
+        "\"device.product.name\": \"" +
+        name + "\", \"audio.rate\": " + std::to_string(rate) + " }";
+    const auto made =
+        testing::run({"pw-cli", "create-node", "adapter", properties}, server.environment());
+    ASSERT_EQ(made.status, 0) << made.out;
+}
+
+struct NodeSeen {
+    std::uint32_t id = 0;
+    std::optional<int> rate;
+};
+
+// The node's id and the rate of its raw EnumFormat, as a fresh client of the server sees
+// them.
+std::optional<NodeSeen> nodeNamed(PipeWireServer& server, const std::string& name) {
+    const auto dump = testing::run({"pw-dump"}, server.environment());
+    if (dump.status != 0) {
+        return std::nullopt;
+    }
+    const auto objects = nlohmann::json::parse(dump.out, nullptr, false);
+    if (!objects.is_array()) {
+        return std::nullopt;
+    }
+    for (const auto& o : objects) {
+        if (o.value("type", "") != "PipeWire:Interface:Node" ||
+            o["info"]["props"].value("node.name", "") != name) {
+            continue;
+        }
+        NodeSeen seen;
+        seen.id = o["id"].get<std::uint32_t>();
+        const auto& params = o["info"]["params"];
+        if (params.contains("EnumFormat")) {
+            for (const auto& format : params["EnumFormat"]) {
+                if (format.value("mediaSubtype", "") != "raw" || !format.contains("rate")) {
+                    continue;
+                }
+                const auto& rate = format["rate"];
+                seen.rate = rate.is_number() ? rate.get<int>() : rate["default"].get<int>();
+                break;
+            }
+        }
+        return seen;
+    }
+    return std::nullopt;
+}
+
+// Asks the server until the node shows `rate`; gives the last rate seen. Bounded, so
+// that a rate that never comes fails the test.
+std::optional<int> awaitRate(PipeWireServer& server, const std::string& name, int rate) {
+    std::optional<int> last;
+    for (int attempt = 0; attempt < 300; ++attempt) {
+        if (const auto seen = nodeNamed(server, name)) {
+            last = seen->rate;
+            if (last == rate) {
+                break;
+            }
+        }
+        ::usleep(100 * 1000);
+    }
+    return last;
+}
+
+std::vector<AudioObjectID> listedDevices(CoreAudio& audio) {
+    const AudioObjectPropertyAddress devices{kAudioHardwarePropertyDevices,
+                                             kAudioObjectPropertyScopeGlobal, 0};
+    UInt32 size = 0;
+    if (audio.AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, &devices, 0, nullptr,
+                                             &size) != noErr) {
+        return {};
+    }
+    std::vector<AudioObjectID> ids(size / sizeof(AudioObjectID));
+    audio.AudioObjectGetPropertyData(kAudioObjectSystemObject, &devices, 0, nullptr, &size,
+                                     ids.data());
+    ids.resize(size / sizeof(AudioObjectID));
+    return ids;
+}
+
+bool lists(CoreAudio& audio, std::uint32_t id) {
+    const auto ids = listedDevices(audio);
+    return std::find(ids.begin(), ids.end(), id) != ids.end();
+}
+
+// Waits (bounded) until the backend lists the node: by then the scan for that change has
+// run, on PipeWire's thread, under the lock this query takes.
+bool awaitListed(PipeWireAudio& audio, std::uint32_t id) {
+    for (int attempt = 0; attempt < 300; ++attempt) {
+        if (lists(audio, id)) {
+            return true;
+        }
+        ::usleep(20 * 1000);
+    }
+    return false;
+}
+
+class ScratchLog {
+  public:
+    ScratchLog() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "qnlogXXXXXX").string();
+        m_path = ::mkdtemp(pattern.data());
+    }
+    ~ScratchLog() { std::filesystem::remove_all(m_path); }
+    const std::string& path() const { return m_path; }
+
+  private:
+    std::string m_path;
+};
+
+TEST(PipeWireAudioE2E, AnAdapterNodeGets48kHzOtherVendorsAndEarlierNodesWaitForAChange) {
+    PipeWireServer server;
+    ASSERT_TRUE(server.ready()) << "pipewire did not start";
+    ::setenv("XDG_RUNTIME_DIR", server.runtimeDirectory().c_str(), 1);
+    ::unsetenv("PIPEWIRE_RUNTIME_DIR");
+    ::unsetenv("PIPEWIRE_REMOTE");
+
+    // Present before the agent: an adapter and another vendor's device.
+    createNode(server, "qn-before", "0xabcd", 44100);
+    createNode(server, "qn-other", "0x1234", 44100);
+    const auto before = nodeNamed(server, "qn-before");
+    const auto other = nodeNamed(server, "qn-other");
+    ASSERT_TRUE(before && other);
+
+    ScratchLog logs;
+    sys::Logger logger("QuintorUserAgent", sys::Logger::DEBUG, false, true, nullptr,
+                       std::make_unique<sys::DirectoryLoggerConfiguration>(logs.path()));
+    {
+        PipeWireAudio audio;
+        ASSERT_TRUE(audio.connected());
+        Backend backend;
+        backend.coreAudio = &audio;
+        ScopedBackend installed(backend);
+        auto lister = tk::osx::QuintorAudioDeviceLister::create();
+        auto configurator = tk::osx::AudioDeviceConfigurator::create(lister.get());
+
+        // The backend knows both nodes from its start, and nothing has touched them.
+        EXPECT_TRUE(lists(audio, before->id));
+        EXPECT_TRUE(lists(audio, other->id));
+        ASSERT_TRUE(audio.roundTrip());
+        EXPECT_EQ(nodeNamed(server, "qn-before")->rate, 44100);
+        EXPECT_EQ(nodeNamed(server, "qn-other")->rate, 44100);
+
+        // An adapter plugged in: the list changes, and every adapter counts as new.
+        createNode(server, "qn-adapter", "0xabcd", 44100);
+        const auto adapter = nodeNamed(server, "qn-adapter");
+        ASSERT_TRUE(adapter);
+        ASSERT_TRUE(awaitListed(audio, adapter->id));
+        ASSERT_TRUE(audio.roundTrip());
+        EXPECT_EQ(awaitRate(server, "qn-adapter", 48000), 48000);
+        EXPECT_EQ(awaitRate(server, "qn-before", 48000), 48000);
+        // The scan that set both has passed over it already.
+        EXPECT_EQ(nodeNamed(server, "qn-other")->rate, 44100);
+
+        // Unplugged and plugged again at 44100: set again.
+        ASSERT_EQ(
+            testing::run({"pw-cli", "destroy", std::to_string(adapter->id)}, server.environment())
+                .status,
+            0);
+        createNode(server, "qn-adapter", "0xabcd", 44100);
+        const auto again = nodeNamed(server, "qn-adapter");
+        ASSERT_TRUE(again);
+        ASSERT_TRUE(awaitListed(audio, again->id));
+        EXPECT_EQ(awaitRate(server, "qn-adapter", 48000), 48000);
+        EXPECT_EQ(nodeNamed(server, "qn-other")->rate, 44100);
+
+        configurator.reset();
+        lister.reset();
+    }
+}
+
+}  // namespace
+}  // namespace qn::platform::linux_audio
