@@ -22,6 +22,14 @@ namespace {
 
 using sys::Logger;
 
+// "QuintorParent" and a decimal index: nothing else names a socket of ours.
+bool isInstanceName(const std::string& name) {
+    const std::string prefix = kDriverClassName;
+    return name.size() > prefix.size() && name.compare(0, prefix.size(), prefix) == 0 &&
+           std::all_of(name.begin() + static_cast<long>(prefix.size()), name.end(),
+                       [](char c) { return c >= '0' && c <= '9'; });
+}
+
 // The instance names present in the directory, in index order.
 std::vector<std::string> instancesIn(const std::string& directory) {
     std::vector<std::pair<unsigned long, std::string>> found;
@@ -29,19 +37,16 @@ std::vector<std::string> instancesIn(const std::string& directory) {
     if (dir == nullptr) {
         return {};
     }
-    const std::string prefix = kDriverClassName;
     while (const dirent* entry = ::readdir(dir)) {
         const std::string name = entry->d_name;
-        if (name.size() <= prefix.size() || name.compare(0, prefix.size(), prefix) != 0 ||
-            !std::all_of(name.begin() + static_cast<long>(prefix.size()), name.end(),
-                         [](char c) { return c >= '0' && c <= '9'; })) {
+        if (!isInstanceName(name)) {
             continue;
         }
         struct stat st {};
         if (::stat((directory + "/" + name).c_str(), &st) != 0 || !S_ISSOCK(st.st_mode)) {
             continue;
         }
-        found.emplace_back(std::stoul(name.substr(prefix.size())), name);
+        found.emplace_back(std::stoul(name.substr(std::strlen(kDriverClassName))), name);
     }
     ::closedir(dir);
     std::sort(found.begin(), found.end());
@@ -128,7 +133,14 @@ kern_return_t DriverServices::IOServiceOpen(io_service_t service, std::uint32_t 
     if (found == m_services.end() || type != 0) {
         return kIOReturnBadArgument;
     }
-    const std::string path = DriverDirectory::get() + "/" + found->second;
+    return openInstance(found->second, connect);
+}
+
+kern_return_t DriverServices::openInstance(const std::string& name, io_connect_t* connect) {
+    if (!isInstanceName(name)) {
+        return kIOReturnBadArgument;
+    }
+    const std::string path = DriverDirectory::get() + "/" + name;
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof(address.sun_path)) {
@@ -143,7 +155,7 @@ kern_return_t DriverServices::IOServiceOpen(io_service_t service, std::uint32_t 
         return kIOReturnNoDevice;
     }
     const io_connect_t id = newId();
-    m_connections[id] = Connection{std::move(socket), found->second, {}};
+    m_connections[id] = Connection{std::move(socket), name, {}};
     *connect = id;
     return KERN_SUCCESS;
 }

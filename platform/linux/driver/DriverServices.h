@@ -44,6 +44,9 @@ class DriverServices {
     Value IORegistryEntryCreateCFProperty(io_registry_entry_t entry, const std::string& key);
 
     kern_return_t IOServiceOpen(io_service_t service, std::uint32_t type, io_connect_t* connect);
+    // Opens the instance of that name ("QuintorParent<N>") directly, for a registry kept
+    // elsewhere whose entries stand for the same instances.
+    kern_return_t openInstance(const std::string& name, io_connect_t* connect);
     kern_return_t IOServiceClose(io_connect_t connect);
     kern_return_t IOConnectCallMethod(io_connect_t connection, std::uint32_t selector,
                                       const std::uint64_t* input, std::uint32_t inputCnt,

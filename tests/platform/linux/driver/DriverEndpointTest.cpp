@@ -121,6 +121,13 @@ TEST_F(DriverEndpoint, FindsTheInstanceByClassAndName) {
     EXPECT_NE(open(3), 0u);
     EXPECT_EQ(open(2), 0u);
     EXPECT_EQ(services.openConnections(), 1u);
+
+    // A registry kept elsewhere opens by name; only an instance name is taken.
+    io_connect_t byName = 0;
+    EXPECT_EQ(services.openInstance("QuintorParent1", &byName), KERN_SUCCESS);
+    EXPECT_TRUE(services.owns(byName));
+    EXPECT_EQ(services.openInstance("../QuintorParent1", &byName), kIOReturnBadArgument);
+    EXPECT_EQ(services.openInstance("QuintorParent9", &byName), kIOReturnNoDevice);
 }
 
 TEST_F(DriverEndpoint, PrepareHandsTheSurfaceOverOnceAndThePeerReadsIt) {
