@@ -42,6 +42,35 @@ std::vector<RowBand> unite(const std::vector<RowBand>& a, const std::vector<RowB
     return normalise(std::move(all));
 }
 
+void addDirty(std::vector<PixelRect>& dirty, const std::vector<PixelRect>& damage,
+              std::size_t limit) {
+    auto covers = [](const PixelRect& outer, const PixelRect& inner) {
+        return outer.x <= inner.x && outer.y <= inner.y &&
+               outer.x + outer.width >= inner.x + inner.width &&
+               outer.y + outer.height >= inner.y + inner.height;
+    };
+    for (const auto& r : damage) {
+        if (r.width <= 0 || r.height <= 0 ||
+            std::any_of(dirty.begin(), dirty.end(),
+                        [&](const PixelRect& d) { return covers(d, r); })) {
+            continue;
+        }
+        dirty.push_back(r);
+    }
+    if (dirty.size() <= limit || dirty.empty()) {
+        return;
+    }
+    std::int32_t left = dirty[0].x, top = dirty[0].y;
+    std::int32_t right = left + dirty[0].width, bottom = top + dirty[0].height;
+    for (const auto& r : dirty) {
+        left = std::min(left, r.x);
+        top = std::min(top, r.y);
+        right = std::max(right, r.x + r.width);
+        bottom = std::max(bottom, r.y + r.height);
+    }
+    dirty.assign({{left, top, right - left, bottom - top}});
+}
+
 void DamageLedger::reset(std::size_t slots, std::int32_t height) {
     m_height = height;
     m_stale.clear();

@@ -31,6 +31,11 @@ std::vector<RowBand> rowBands(const std::vector<PixelRect>& rects, std::int32_t 
 // The union of two sorted band lists, in the same form.
 std::vector<RowBand> unite(const std::vector<RowBand>& a, const std::vector<RowBand>& b);
 
+// Adds `damage` to a frame's dirty rectangles, leaving out what one of them already
+// covers; past `limit` rectangles their bounding box stands in.
+void addDirty(std::vector<PixelRect>& dirty, const std::vector<PixelRect>& damage,
+              std::size_t limit = 64);
+
 class DamageLedger {
   public:
     // Forgets everything: `slots` surfaces of `height` rows, each wholly stale.

@@ -21,24 +21,6 @@ std::chrono::nanoseconds periodOf(double hz) {
     return std::chrono::nanoseconds(static_cast<std::int64_t>(1e9 / hz));
 }
 
-// A running list stays short: past this many rectangles their bounding box stands in.
-constexpr std::size_t kMaxDirtyRects = 64;
-
-void collapse(std::vector<PixelRect>& rects) {
-    if (rects.size() <= kMaxDirtyRects) {
-        return;
-    }
-    std::int32_t left = rects[0].x, top = rects[0].y;
-    std::int32_t right = left + rects[0].width, bottom = top + rects[0].height;
-    for (const auto& r : rects) {
-        left = std::min(left, r.x);
-        top = std::min(top, r.y);
-        right = std::max(right, r.x + r.width);
-        bottom = std::max(bottom, r.y + r.height);
-    }
-    rects.assign({{left, top, right - left, bottom - top}});
-}
-
 }  // namespace
 
 std::vector<PixelRect> clipToDisplay(const std::vector<PixelRect>& rects, const DisplayArea& area) {
@@ -163,8 +145,8 @@ void X11DisplayStream::readDamage() {
         return;
     }
     m_ledger.add(damage);
-    m_dirty.insert(m_dirty.end(), damage.begin(), damage.end());
-    collapse(m_dirty);
+    // A running list stays short: past 64 rectangles their bounding box stands in.
+    addDirty(m_dirty, damage);
 }
 
 void X11DisplayStream::tick(Clock::time_point now) {

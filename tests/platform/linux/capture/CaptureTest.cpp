@@ -40,6 +40,14 @@ TEST(DamageLedger, ASurfaceCatchesUpWithEverythingSinceItWasWritten) {
     EXPECT_EQ(ledger.stale(1), (Bands{{50, 55}, {60, 61}}));
 }
 
+TEST(DirtyRects, LeaveOutWhatIsCoveredAndStayFew) {
+    std::vector<PixelRect> dirty{{0, 0, 100, 100}};
+    addDirty(dirty, {{10, 10, 5, 5}, {90, 90, 20, 20}, {0, 0, 0, 9}});
+    EXPECT_EQ(dirty, (std::vector<PixelRect>{{0, 0, 100, 100}, {90, 90, 20, 20}}));
+    addDirty(dirty, {{200, 5, 1, 1}}, 2);
+    EXPECT_EQ(dirty, (std::vector<PixelRect>{{0, 0, 201, 110}}));
+}
+
 TEST(ClipToDisplay, KeepsThePartsOnTheDisplayInItsOwnPixels) {
     const DisplayArea area{100, 50, 200, 100, 0};
     EXPECT_EQ(clipToDisplay({{90, 40, 20, 20}, {0, 0, 50, 50}, {250, 120, 100, 100}}, area),
