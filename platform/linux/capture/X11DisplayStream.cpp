@@ -78,9 +78,9 @@ CGError X11DisplayStream::start() {
     }
     // Both extensions want their version asked once per connection before first use.
     XcbReply<xcb_damage_query_version_reply_t> damageVersion(xcb_damage_query_version_reply(
-        m_connection, xcb_damage_query_version(m_connection, 1, 1), nullptr));
+        m_connection, xcb_damage_query_version(m_connection, 1, 1), XcbErrorSlot().receive()));
     XcbReply<xcb_xfixes_query_version_reply_t> fixesVersion(xcb_xfixes_query_version_reply(
-        m_connection, xcb_xfixes_query_version(m_connection, 5, 0), nullptr));
+        m_connection, xcb_xfixes_query_version(m_connection, 5, 0), XcbErrorSlot().receive()));
     if (!damageVersion || !fixesVersion) {
         QN_LOG(m_log, Logger::ERROR) << "display stream: the X server has no DAMAGE or XFIXES";
         return kCGErrorFailure;
@@ -130,7 +130,7 @@ std::optional<X11DisplayStream::Clock::time_point> X11DisplayStream::nextDeadlin
 void X11DisplayStream::readDamage() {
     xcb_damage_subtract(m_connection, m_damage, XCB_NONE, m_region);
     XcbReply<xcb_xfixes_fetch_region_reply_t> region(xcb_xfixes_fetch_region_reply(
-        m_connection, xcb_xfixes_fetch_region(m_connection, m_region), nullptr));
+        m_connection, xcb_xfixes_fetch_region(m_connection, m_region), XcbErrorSlot().receive()));
     if (!region) {
         return;
     }

@@ -59,8 +59,8 @@ bool X11FrameGrabber::shmVersionAtLeast(int major, int minor) {
     if (ext == nullptr || !ext->present) {
         return false;
     }
-    XcbReply<xcb_shm_query_version_reply_t> version(
-        xcb_shm_query_version_reply(m_connection, xcb_shm_query_version(m_connection), nullptr));
+    XcbReply<xcb_shm_query_version_reply_t> version(xcb_shm_query_version_reply(
+        m_connection, xcb_shm_query_version(m_connection), XcbErrorSlot().receive()));
     return version && (version->major_version > major ||
                        (version->major_version == major && version->minor_version >= minor));
 }
@@ -146,7 +146,7 @@ bool X11FrameGrabber::grabByDescriptor(MemfdSurface& surface, std::int32_t x, st
                               static_cast<std::uint16_t>(band.bottom - band.top), kAllPlanes,
                               XCB_IMAGE_FORMAT_Z_PIXMAP, segment->second,
                               static_cast<std::uint32_t>(band.top * surface.bytesPerRow())),
-            nullptr));
+            XcbErrorSlot().receive()));
         if (!reply) {
             return false;
         }
@@ -194,7 +194,7 @@ bool X11FrameGrabber::grabByShmImage(MemfdSurface& surface, std::int32_t x, std:
                               static_cast<std::uint16_t>(band.bottom - band.top), kAllPlanes,
                               XCB_IMAGE_FORMAT_Z_PIXMAP, m_sysvSegment,
                               static_cast<std::uint32_t>(offset)),
-            nullptr));
+            XcbErrorSlot().receive()));
         if (!reply) {
             return false;
         }
@@ -214,7 +214,7 @@ bool X11FrameGrabber::grabPlain(MemfdSurface& surface, std::int32_t x, std::int3
             xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, m_root,
                           static_cast<std::int16_t>(x), static_cast<std::int16_t>(y + band.top),
                           width, static_cast<std::uint16_t>(band.bottom - band.top), kAllPlanes),
-            nullptr));
+            XcbErrorSlot().receive()));
         if (!reply || static_cast<std::size_t>(xcb_get_image_data_length(reply.get())) < length) {
             return false;
         }

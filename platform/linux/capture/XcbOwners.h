@@ -16,6 +16,21 @@ struct XcbFree {
 template <typename T>
 using XcbReply = std::unique_ptr<T, XcbFree>;
 
+// Where a reply call puts its error. Without one, xcb queues the error as an event, and
+// on a connection borrowed from Xlib, Xlib's error handler would see it. A temporary
+// frees the error at the end of the statement.
+class XcbErrorSlot {
+  public:
+    XcbErrorSlot() = default;
+    XcbErrorSlot(const XcbErrorSlot&) = delete;
+    XcbErrorSlot& operator=(const XcbErrorSlot&) = delete;
+    ~XcbErrorSlot() { std::free(m_error); }
+    xcb_generic_error_t** receive() { return &m_error; }
+
+  private:
+    xcb_generic_error_t* m_error = nullptr;
+};
+
 class XcbConnection {
   public:
     // Opens its own connection to `display` (null: $DISPLAY, as the X library reads it).
