@@ -18,6 +18,7 @@
 #include "tests/platform/linux/capture/XvfbServer.h"
 
 // Last: Xlib defines macros (None, Bool) that the headers above use as names.
+#include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
@@ -110,10 +111,13 @@ class CaptureE2E : public ::testing::Test {
     CaptureE2E() : xvfb("640x480x24"), painter(xvfb.display()), log("X11Capture") {}
 
     void makeStreams(CaptureRung first) {
+        makeStreams(first, XcbConnection::open(xvfb.display().c_str()));
+    }
+    void makeStreams(CaptureRung first, XcbConnection connection) {
         X11DisplayStream::Settings settings;
         settings.firstRung = first;
         streams = std::make_unique<X11DisplayStreams>(
-            XcbConnection::open(xvfb.display().c_str()), registry, log.object(),
+            std::move(connection), registry, log.object(),
             [](CGDirectDisplayID id) -> std::optional<DisplayArea> {
                 if (id != 1) {
                     return std::nullopt;
@@ -293,6 +297,26 @@ TEST_F(CaptureE2E, AHeldSurfaceIsNeverWrittenAndCatchesUpWhenGivenBack) {
     EXPECT_EQ(deliveries.back().rects[0], CGRectMake(200, 300, 80, 20));
     const ScreenImage screen(xvfb.display());
     EXPECT_EQ(screen.colourDifferences(first->baseAddress(), first->bytesPerRow()), 0u);
+}
+
+TEST_F(CaptureE2E, StreamsOnAConnectionBorrowedFromXlib) {
+    // As the agent runs: Xlib owns the connection and its event queue, the streams only
+    // send requests and read their replies on it.
+    Display* owner = XOpenDisplay(xvfb.display().c_str());
+    ASSERT_NE(owner, nullptr);
+    makeStreams(CaptureRung::ShmDescriptor, XcbConnection::borrow(XGetXCBConnection(owner)));
+    EXPECT_EQ(streams->fd(), ConnectionNumber(owner));
+    startStream();
+    pump();
+    painter.fill(5, 5, 300, 200, 0x00ffffu);
+    pump();
+    ASSERT_EQ(framesSoFar(), 2u);
+    const ScreenImage screen(xvfb.display());
+    EXPECT_EQ(screen.colourDifferences(deliveries.back().surface->baseAddress(),
+                                       deliveries.back().surface->bytesPerRow()),
+              0u);
+    streams.reset();
+    XCloseDisplay(owner);
 }
 
 TEST_F(CaptureE2E, StopDeliversTheStoppedStatusOnceAndNothingAfter) {
