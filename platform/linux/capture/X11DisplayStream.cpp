@@ -56,11 +56,22 @@ X11DisplayStream::X11DisplayStream(xcb_connection_t* connection, xcb_window_t ro
 }
 
 X11DisplayStream::~X11DisplayStream() {
+    shutDown();
+}
+
+void X11DisplayStream::shutDown() {
+    if (m_connection == nullptr) {
+        return;
+    }
     dropDamage();
+    m_pool.resize(0, 0);
+    m_grabber.shutDown();
+    m_connection = nullptr;
+    m_state = State::Finished;
 }
 
 void X11DisplayStream::dropDamage() {
-    if (m_damage != 0) {
+    if (m_damage != 0 && m_connection != nullptr) {
         xcb_damage_destroy(m_connection, m_damage);
         xcb_xfixes_destroy_region(m_connection, m_region);
         xcb_flush(m_connection);

@@ -68,8 +68,11 @@ class X11DisplayStream final : public CGDisplayStreamObject {
     void tick(Clock::time_point now);
     // When tick() has work without new X input; empty while it waits for damage.
     std::optional<Clock::time_point> nextDeadline() const;
-    // The stopped status has been delivered.
+    // The stopped status has been delivered (or the stream was shut down).
     bool finished() const { return m_state == State::Finished; }
+    // For the stream driver going away: gives back the surfaces and every X resource at
+    // once, without a stopped status; whoever still holds a reference holds an empty shell.
+    void shutDown();
 
     std::chrono::nanoseconds period() const { return m_period; }
     CaptureRung rung() const { return m_grabber.rung(); }

@@ -40,7 +40,9 @@ X11DisplayStreams::X11DisplayStreams(XcbConnection connection, SurfaceRegistry& 
 }
 
 X11DisplayStreams::~X11DisplayStreams() {
+    // The connection may go with this object: no stream may use it afterwards.
     for (auto* stream : m_streams) {
+        stream->shutDown();
         stream->release();
     }
 }

@@ -30,6 +30,7 @@ class X11DisplayStreams {
                       X11DisplayStream::Settings settings = {});
     X11DisplayStreams(const X11DisplayStreams&) = delete;
     X11DisplayStreams& operator=(const X11DisplayStreams&) = delete;
+    // Streams still running are shut down without a stopped status.
     ~X11DisplayStreams();
 
     // Null when the display is unknown, the size is not the display's, or the pixel

@@ -49,9 +49,18 @@ X11FrameGrabber::X11FrameGrabber(xcb_connection_t* connection, xcb_window_t root
 }
 
 X11FrameGrabber::~X11FrameGrabber() {
+    shutDown();
+}
+
+void X11FrameGrabber::shutDown() {
+    if (m_connection == nullptr) {
+        return;
+    }
     forgetSurfaces();
     dropSysvSegment();
     xcb_flush(m_connection);
+    m_connection = nullptr;
+    m_rung = CaptureRung::Exhausted;
 }
 
 bool X11FrameGrabber::shmVersionAtLeast(int major, int minor) {

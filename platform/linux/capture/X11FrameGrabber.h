@@ -37,6 +37,8 @@ class X11FrameGrabber {
               const std::vector<RowBand>& bands);
     // Detaches the segments of surfaces that have left the pool.
     void forgetSurfaces();
+    // Gives back every X resource; afterwards the connection is not touched again.
+    void shutDown();
     CaptureRung rung() const { return m_rung; }
 
   private:

@@ -109,6 +109,15 @@ struct Delivery {
 class CaptureE2E : public ::testing::Test {
   protected:
     CaptureE2E() : xvfb("640x480x24"), painter(xvfb.display()), log("X11Capture") {}
+    ~CaptureE2E() override {
+        streams.reset();
+        // The caller's references, as the stream wrapper would hold them.
+        for (auto* stream : created) {
+            CFRelease(stream);
+        }
+        // Every surface went with its stream.
+        EXPECT_EQ(registry.size(), 0u);
+    }
 
     void makeStreams(CaptureRung first) {
         makeStreams(first, XcbConnection::open(xvfb.display().c_str()));
@@ -142,7 +151,11 @@ class CaptureE2E : public ::testing::Test {
                 }
                 deliveries.push_back(std::move(d));
             });
-        if (stream == nullptr || streams->CGDisplayStreamStart(stream) != kCGErrorSuccess) {
+        if (stream == nullptr) {
+            throw std::runtime_error("no stream was made");
+        }
+        created.push_back(stream);
+        if (streams->CGDisplayStreamStart(stream) != kCGErrorSuccess) {
             throw std::runtime_error("the stream did not start");
         }
         return stream;
@@ -180,6 +193,7 @@ class CaptureE2E : public ::testing::Test {
     std::unique_ptr<X11DisplayStreams> streams;
     std::vector<Delivery> deliveries;
     std::function<void(const Delivery&)> onFrame;
+    std::vector<CGDisplayStreamRef> created;
 };
 
 class CaptureRungs : public CaptureE2E, public ::testing::WithParamInterface<CaptureRung> {};
@@ -336,7 +350,6 @@ TEST_F(CaptureE2E, StopDeliversTheStoppedStatusOnceAndNothingAfter) {
     EXPECT_EQ(stream->retainCount(), 1);
     EXPECT_EQ(registry.size(), 0u);
     EXPECT_EQ(streams->CGDisplayStreamStart(stream), kCGErrorInvalidOperation);
-    CFRelease(stream);
 }
 
 TEST_F(CaptureE2E, ThePeerReadsTheFrameOnlyThroughWhatItWasHanded) {
