@@ -39,12 +39,13 @@ std::vector<PixelRect> clipToDisplay(const std::vector<PixelRect>& rects, const 
 }
 
 X11DisplayStream::X11DisplayStream(xcb_connection_t* connection, xcb_window_t root,
-                                   const DisplayArea& area, SurfaceRegistry& registry,
-                                   const Logger::Logged& log,
+                                   CGDirectDisplayID display, const DisplayArea& area,
+                                   SurfaceRegistry& registry, const Logger::Logged& log,
                                    CGDisplayStreamFrameAvailableHandler handler,
                                    const Settings& settings)
     : m_connection(connection),
       m_root(root),
+      m_displayId(display),
       m_area(area),
       m_log(log),
       m_handler(std::move(handler)),
@@ -113,6 +114,21 @@ CGError X11DisplayStream::start() {
     m_dirty.assign({{0, 0, static_cast<std::int32_t>(m_area.width),
                      static_cast<std::int32_t>(m_area.height)}});
     return kCGErrorSuccess;
+}
+
+void X11DisplayStream::setArea(const DisplayArea& area) {
+    if (m_connection == nullptr) {
+        return;
+    }
+    if (m_pool.resize(area.width, area.height)) {
+        m_grabber.forgetSurfaces();
+    }
+    m_area = area;
+    m_ledger.reset(m_pool.count(), static_cast<std::int32_t>(area.height));
+    if (m_state == State::Running) {
+        m_dirty.assign({{0, 0, static_cast<std::int32_t>(area.width),
+                         static_cast<std::int32_t>(area.height)}});
+    }
 }
 
 CGError X11DisplayStream::stop() {

@@ -49,9 +49,10 @@ class X11DisplayStream final : public CGDisplayStreamObject {
 
     // One reference, owned by the caller. The connection, registry and log object must
     // outlive the stream.
-    X11DisplayStream(xcb_connection_t* connection, xcb_window_t root, const DisplayArea& area,
-                     SurfaceRegistry& registry, const sys::Logger::Logged& log,
-                     CGDisplayStreamFrameAvailableHandler handler, const Settings& settings);
+    X11DisplayStream(xcb_connection_t* connection, xcb_window_t root, CGDirectDisplayID display,
+                     const DisplayArea& area, SurfaceRegistry& registry,
+                     const sys::Logger::Logged& log, CGDisplayStreamFrameAvailableHandler handler,
+                     const Settings& settings);
     X11DisplayStream(const X11DisplayStream&) = delete;
     X11DisplayStream& operator=(const X11DisplayStream&) = delete;
 
@@ -65,6 +66,11 @@ class X11DisplayStream final : public CGDisplayStreamObject {
 
     CGError start();
     CGError stop();
+    // The display moved or changed its mode. Another size starts a new pool (frames still
+    // held stay valid); either way the next frame shows the whole display.
+    void setArea(const DisplayArea& area);
+    const DisplayArea& area() const { return m_area; }
+    CGDirectDisplayID displayId() const { return m_displayId; }
     void tick(Clock::time_point now);
     // When tick() has work without new X input; empty while it waits for damage.
     std::optional<Clock::time_point> nextDeadline() const;
@@ -88,7 +94,8 @@ class X11DisplayStream final : public CGDisplayStreamObject {
 
     xcb_connection_t* m_connection;
     xcb_window_t m_root;
-    const DisplayArea m_area;
+    const CGDirectDisplayID m_displayId;
+    DisplayArea m_area;
     const sys::Logger::Logged& m_log;
     CGDisplayStreamFrameAvailableHandler m_handler;
     const std::chrono::nanoseconds m_period;

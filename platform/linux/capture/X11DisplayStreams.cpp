@@ -63,8 +63,8 @@ CGDisplayStreamRef X11DisplayStreams::CGDisplayStreamCreateWithDispatchQueue(
             << " at " << outputWidth << "x" << outputHeight;
         return nullptr;
     }
-    auto* stream = new X11DisplayStream(m_connection.get(), m_root, *area, m_registry, m_log,
-                                        std::move(handler), m_settings);
+    auto* stream = new X11DisplayStream(m_connection.get(), m_root, display, *area, m_registry,
+                                        m_log, std::move(handler), m_settings);
     // One reference for the caller, one kept here until the stopped status.
     stream->retain();
     m_streams.push_back(stream);
@@ -110,6 +110,17 @@ CGDisplayStreamUpdateRef X11DisplayStreams::CGDisplayStreamUpdateCreateMergedUpd
     CGDisplayStreamUpdateRef firstUpdate, CGDisplayStreamUpdateRef secondUpdate) {
     return X11StreamUpdate::merge(static_cast<X11StreamUpdate*>(firstUpdate),
                                   static_cast<X11StreamUpdate*>(secondUpdate));
+}
+
+void X11DisplayStreams::displaysChanged() {
+    for (auto* stream : m_streams) {
+        const auto area = m_lookup ? m_lookup(stream->displayId()) : std::nullopt;
+        const auto& now = stream->area();
+        if (area && (area->x != now.x || area->y != now.y || area->width != now.width ||
+                     area->height != now.height)) {
+            stream->setArea(*area);
+        }
+    }
 }
 
 int X11DisplayStreams::fd() const {

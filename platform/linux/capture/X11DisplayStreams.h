@@ -47,6 +47,10 @@ class X11DisplayStreams {
     static CGDisplayStreamUpdateRef CGDisplayStreamUpdateCreateMergedUpdate(
         CGDisplayStreamUpdateRef firstUpdate, CGDisplayStreamUpdateRef secondUpdate);
 
+    // Asks the lookup again for every stream's display, after a reconfiguration; a stream
+    // whose display has gone keeps its last area until it is stopped.
+    void displaysChanged();
+
     // The X connection's descriptor, to watch for input.
     int fd() const;
     // Reads what X has sent (on a connection of our own) and lets every stream do what

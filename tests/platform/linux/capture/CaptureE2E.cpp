@@ -83,13 +83,15 @@ class ScreenImage {
         XDestroyImage(image);
         XCloseDisplay(d);
     }
-    // Pixels that differ in their colour bytes (the fourth byte is padding).
-    std::size_t colourDifferences(const std::uint8_t* frame, std::size_t stride) const {
+    // Pixels that differ in their colour bytes (the fourth byte is padding), the frame
+    // showing the area of the given size at (left, top).
+    std::size_t colourDifferences(const std::uint8_t* frame, std::size_t stride,
+                                  const DisplayArea& area = {0, 0, kWidth, kHeight, 0}) const {
         std::size_t differences = 0;
-        for (std::uint32_t y = 0; y < kHeight; ++y) {
-            for (std::uint32_t x = 0; x < kWidth; ++x) {
+        for (std::uint32_t y = 0; y < area.height; ++y) {
+            for (std::uint32_t x = 0; x < area.width; ++x) {
                 const auto* a = frame + y * stride + x * 4;
-                const auto* b = m_bytes.data() + (y * kWidth + x) * 4;
+                const auto* b = m_bytes.data() + ((y + area.y) * kWidth + x + area.x) * 4;
                 differences += (a[0] != b[0] || a[1] != b[1] || a[2] != b[2]) ? 1 : 0;
             }
         }
@@ -127,11 +129,11 @@ class CaptureE2E : public ::testing::Test {
         settings.firstRung = first;
         streams = std::make_unique<X11DisplayStreams>(
             std::move(connection), registry, log.object(),
-            [](CGDirectDisplayID id) -> std::optional<DisplayArea> {
+            [this](CGDirectDisplayID id) -> std::optional<DisplayArea> {
                 if (id != 1) {
                     return std::nullopt;
                 }
-                return DisplayArea{0, 0, kWidth, kHeight, 0};
+                return area;
             },
             settings);
     }
@@ -194,6 +196,7 @@ class CaptureE2E : public ::testing::Test {
     std::vector<Delivery> deliveries;
     std::function<void(const Delivery&)> onFrame;
     std::vector<CGDisplayStreamRef> created;
+    DisplayArea area{0, 0, kWidth, kHeight, 0};
 };
 
 class CaptureRungs : public CaptureE2E, public ::testing::WithParamInterface<CaptureRung> {};
@@ -331,6 +334,40 @@ TEST_F(CaptureE2E, StreamsOnAConnectionBorrowedFromXlib) {
               0u);
     streams.reset();
     XCloseDisplay(owner);
+}
+
+TEST_F(CaptureE2E, AMovedAndResizedDisplayStartsOverInANewPool) {
+    makeStreams(CaptureRung::ShmDescriptor);
+    startStream();
+    painter.fill(0, 0, 640, 480, 0x404040u);
+    painter.fill(120, 60, 200, 100, 0xc03000u);
+    pump();
+    const std::size_t before = framesSoFar();
+    MemfdSurface* old = deliveries.back().surface;
+    old->retain();
+
+    area = DisplayArea{100, 50, 320, 240, 0};
+    streams->displaysChanged();
+    pump();
+    ASSERT_EQ(framesSoFar(), before + 1);
+    const Delivery& resized = deliveries.back();
+    EXPECT_EQ(resized.surface->width(), 320u);
+    EXPECT_EQ(resized.surface->height(), 240u);
+    EXPECT_EQ(resized.rects, (std::vector<CGRect>{CGRectMake(0, 0, 320, 240)}));
+    // The frame held from before the change is still whole.
+    EXPECT_EQ(old->width(), kWidth);
+    old->release();
+
+    // Rectangles are in the display's own pixels, and only its area is watched.
+    painter.fill(150, 100, 20, 20, 0x00c0c0u);
+    painter.fill(600, 400, 20, 20, 0x00c0c0u);
+    pump();
+    ASSERT_EQ(framesSoFar(), before + 2);
+    EXPECT_EQ(deliveries.back().rects, (std::vector<CGRect>{CGRectMake(50, 50, 20, 20)}));
+    const ScreenImage screen(xvfb.display());
+    EXPECT_EQ(screen.colourDifferences(deliveries.back().surface->baseAddress(),
+                                       deliveries.back().surface->bytesPerRow(), area),
+              0u);
 }
 
 TEST_F(CaptureE2E, StopDeliversTheStoppedStatusOnceAndNothingAfter) {
