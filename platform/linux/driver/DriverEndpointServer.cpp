@@ -20,7 +20,8 @@ DriverEndpointServer::Mapping::~Mapping() {
     ::munmap(const_cast<std::uint8_t*>(data), size);
 }
 
-DriverEndpointServer::DriverEndpointServer(const std::string& directory, std::uint32_t index)
+DriverEndpointServer::DriverEndpointServer(const std::string& directory, std::uint32_t index,
+                                           mode_t mode)
     : m_path(DriverDirectory::socketPath(directory, index)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -40,6 +41,8 @@ DriverEndpointServer::DriverEndpointServer(const std::string& directory, std::ui
         ::listen(m_listen.get(), 8) != 0) {
         throw std::system_error(errno, std::generic_category(), "bind " + m_path);
     }
+    // Set after bind: the umask must not decide who may connect.
+    ::chmod(m_path.c_str(), mode);
 }
 
 DriverEndpointServer::~DriverEndpointServer() {
@@ -83,12 +86,12 @@ void DriverEndpointServer::onClientReadable(int fd) {
     if (reply.output.size() > request->outputCapacity) {
         reply.output.resize(request->outputCapacity);
     }
-    if (!sendDriverAnswer(fd, reply)) {
-        m_clients.erase(found);
-        return;
-    }
+    // Told before the answer leaves, so the agent goes on only once the peer knows.
     if (m_observer) {
         m_observer(request->selector, record, reply.result);
+    }
+    if (!sendDriverAnswer(fd, reply)) {
+        m_clients.erase(found);
     }
 }
 

@@ -7,6 +7,8 @@
 // Loop-agnostic: hand listenFd() and clientFds() to a loop and call onListenReadable() /
 // onClientReadable(), or let serveOnce() poll them.
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -28,13 +30,14 @@ class DriverEndpointServer {
         std::size_t size = 0;
         bool prepared = false;
     };
-    // Told after each request is answered.
+    // Told of each request once it is handled and before its answer leaves.
     using Observer =
         std::function<void(std::uint32_t selector, const MemoryMapRecord& record, IOReturn result)>;
 
     // Throws std::system_error when the socket cannot be bound; a stale socket file of
-    // the same name is replaced.
-    DriverEndpointServer(const std::string& directory, std::uint32_t index);
+    // the same name is replaced. `mode` is the socket file's: the agents of every session
+    // connect, each as its own user.
+    DriverEndpointServer(const std::string& directory, std::uint32_t index, mode_t mode = 0666);
     DriverEndpointServer(const DriverEndpointServer&) = delete;
     DriverEndpointServer& operator=(const DriverEndpointServer&) = delete;
     ~DriverEndpointServer();

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -101,7 +102,12 @@ class DriverEndpoint : public ::testing::Test {
 
 TEST_F(DriverEndpoint, FindsTheInstanceByClassAndName) {
     DriverEndpointServer one(dir.path(), 1);
-    DriverEndpointServer three(dir.path(), 3);
+    DriverEndpointServer three(dir.path(), 3, 0600);
+    struct stat st {};
+    ASSERT_EQ(::stat(one.path().c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0666u);
+    ASSERT_EQ(::stat(three.path().c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
     std::ofstream(dir / "QuintorParent2") << "not a socket";
     std::ofstream(dir / "QuintorParentX") << "";
 
