@@ -1,0 +1,295 @@
+// The cost of one frame at 1920x1080 with a tenth of the screen changing, from pending
+// damage to the Manager's side holding the frame, three ways in one run:
+//   ZeroCopy     capture into the memfd surface, then the driver endpoint's `prepare`
+//                round trip (the peer maps the surface once and reads it in place);
+//   FullCopy     the same capture, then the whole frame written through a socket;
+//   DamagedCopy  the same capture, then only the dirty rectangles' bytes.
+// Per frame: latency (median, p99) and the CPU time of the agent's thread. The X server's
+// own work (the same capture in all three) and the peer's reading are not in the CPU
+// figure; the peer is a thread of this process standing in for the Manager.
+#include <benchmark/benchmark.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <time.h>
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "platform/linux/capture/X11DisplayStreams.h"
+#include "platform/linux/driver/DriverDirectory.h"
+#include "platform/linux/driver/DriverEndpointServer.h"
+#include "platform/linux/driver/DriverServices.h"
+#include "platform/linux/surface/SurfaceRegistry.h"
+#include "tests/platform/linux/capture/XvfbServer.h"
+
+namespace {
+
+using namespace qn::platform;
+using namespace qn::platform::linux_host;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t kWidth = 1920;
+constexpr std::uint32_t kHeight = 1080;
+// 640 x 324 = 10 % of the screen.
+constexpr std::uint16_t kChangeWidth = 640;
+constexpr std::uint16_t kChangeHeight = 324;
+
+std::int64_t threadCpuNanoseconds() {
+    timespec t{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return static_cast<std::int64_t>(t.tv_sec) * 1000000000 + t.tv_nsec;
+}
+
+class Painter {
+  public:
+    explicit Painter(const std::string& display) : m_c(xcb_connect(display.c_str(), nullptr)) {
+        if (xcb_connection_has_error(m_c)) {
+            throw std::runtime_error("cannot connect to " + display);
+        }
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_c)).data;
+        m_window = xcb_generate_id(m_c);
+        const std::uint32_t values[] = {screen->black_pixel, 1};
+        xcb_create_window(m_c, XCB_COPY_FROM_PARENT, m_window, screen->root, 0, 0, kWidth, kHeight,
+                          0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+        xcb_map_window(m_c, m_window);
+        m_gc = xcb_generate_id(m_c);
+        xcb_create_gc(m_c, m_gc, m_window, 0, nullptr);
+        sync();
+    }
+    ~Painter() { xcb_disconnect(m_c); }
+    void change(std::uint32_t frame) {
+        const std::uint32_t colour = 0x203040u + frame * 0x010203u;
+        xcb_change_gc(m_c, m_gc, XCB_GC_FOREGROUND, &colour);
+        const xcb_rectangle_t r{700, 400, kChangeWidth, kChangeHeight};
+        xcb_poly_fill_rectangle(m_c, m_window, m_gc, 1, &r);
+        sync();
+    }
+    void sync() { std::free(xcb_get_input_focus_reply(m_c, xcb_get_input_focus(m_c), nullptr)); }
+
+  private:
+    xcb_connection_t* m_c;
+    xcb_window_t m_window = 0;
+    xcb_gcontext_t m_gc = 0;
+};
+
+// Reads length-prefixed frames from a stream socket and answers each with one byte.
+void copyPeer(int socket, std::atomic<bool>& stop) {
+    std::vector<std::uint8_t> buffer(kWidth * kHeight * 4);
+    while (!stop) {
+        pollfd p{socket, POLLIN, 0};
+        if (::poll(&p, 1, 50) <= 0) {
+            continue;
+        }
+        std::uint32_t length = 0;
+        if (::recv(socket, &length, sizeof(length), MSG_WAITALL) != sizeof(length)) {
+            return;
+        }
+        if (length > buffer.size()) {
+            buffer.resize(length);
+        }
+        if (::recv(socket, buffer.data(), length, MSG_WAITALL) != static_cast<ssize_t>(length)) {
+            return;
+        }
+        const char ack = 1;
+        ::send(socket, &ack, 1, MSG_NOSIGNAL);
+    }
+}
+
+bool sendAll(int socket, iovec* iov, std::size_t count) {
+    msghdr msg{};
+    while (count > 0) {
+        msg.msg_iov = iov;
+        msg.msg_iovlen = std::min<std::size_t>(count, 1024);
+        ssize_t sent = ::sendmsg(socket, &msg, MSG_NOSIGNAL);
+        if (sent < 0) {
+            return false;
+        }
+        while (count > 0 && sent >= static_cast<ssize_t>(iov->iov_len)) {
+            sent -= static_cast<ssize_t>(iov->iov_len);
+            ++iov;
+            --count;
+        }
+        if (count > 0) {
+            iov->iov_base = static_cast<std::uint8_t*>(iov->iov_base) + sent;
+            iov->iov_len -= static_cast<std::size_t>(sent);
+        }
+    }
+    return true;
+}
+
+struct World {
+    qn::testing::linux_host::XvfbServer xvfb{"1920x1080x24"};
+    Painter painter{xvfb.display()};
+    qn::testing::linux_host::ScratchDir driverDir;
+    qn::sys::Logger::Logged log{*qn::sys::Logger::instance(), "FrameRoadBench", ""};
+    SurfaceRegistry registry;
+    DriverEndpointServer endpoint{driverDir.path(), 0};
+    DriverServices services{registry, log, 5000};
+    io_connect_t connection = 0;
+    int copySockets[2] = {-1, -1};
+    std::atomic<bool> stop{false};
+    std::thread endpointThread;
+    std::thread copyThread;
+    std::unique_ptr<X11DisplayStreams> streams;
+
+    World() {
+        DriverDirectory::set(driverDir.path());
+        endpointThread = std::thread([this] {
+            while (!stop) {
+                endpoint.serveOnce(50);
+            }
+        });
+        Value matching = Value::dictionary();
+        matching.set(kIOProviderClassKey, Value::string("QuintorParent"));
+        io_iterator_t it = 0;
+        services.IOServiceGetMatchingServices(matching, &it);
+        const io_service_t service = services.IOIteratorNext(it);
+        if (service == 0 || services.IOServiceOpen(service, 0, &connection) != KERN_SUCCESS) {
+            throw std::runtime_error("the driver endpoint did not open");
+        }
+        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, copySockets) != 0) {
+            throw std::runtime_error("socketpair failed");
+        }
+        copyThread = std::thread([this] { copyPeer(copySockets[1], stop); });
+        // A tiny refresh period: the benchmark paces the frames itself.
+        streams = std::make_unique<X11DisplayStreams>(
+            XcbConnection::open(xvfb.display().c_str()), registry, log, [](CGDirectDisplayID) {
+                return DisplayArea{0, 0, kWidth, kHeight, 1e6};
+            });
+    }
+    ~World() {
+        stop = true;
+        endpointThread.join();
+        copyThread.join();
+        ::close(copySockets[0]);
+        ::close(copySockets[1]);
+    }
+};
+
+World& world() {
+    static World instance;
+    return instance;
+}
+
+enum class Road { ZeroCopy, FullCopy, DamagedCopy };
+
+bool handOver(World& w, Road road, MemfdSurface* surface, CGDisplayStreamUpdateRef update) {
+    switch (road) {
+        case Road::ZeroCopy: {
+            const auto record =
+                MemoryMapRecord{static_cast<std::uint32_t>(surface->allocSize()),
+                                reinterpret_cast<std::uintptr_t>(surface->baseAddress()), 0}
+                    .encode();
+            return w.services.IOConnectCallMethod(w.connection,
+                                                  kMemoryMapRegisterSourceAddressMethod, nullptr, 0,
+                                                  record.data(), record.size(), nullptr, nullptr,
+                                                  nullptr, nullptr) == KERN_SUCCESS;
+        }
+        case Road::FullCopy:
+        case Road::DamagedCopy: {
+            std::vector<iovec> iov(1);
+            std::uint32_t length = 0;
+            if (road == Road::FullCopy) {
+                iov.push_back({surface->baseAddress(), surface->allocSize()});
+                length = static_cast<std::uint32_t>(surface->allocSize());
+            } else {
+                std::size_t count = 0;
+                const CGRect* rects = X11DisplayStreams::CGDisplayStreamUpdateGetRects(
+                    update, kCGDisplayStreamUpdateDirtyRects, &count);
+                for (std::size_t i = 0; i < count; ++i) {
+                    const auto x = static_cast<std::size_t>(rects[i].origin.x);
+                    const auto y = static_cast<std::size_t>(rects[i].origin.y);
+                    const auto rowBytes = static_cast<std::size_t>(rects[i].size.width) * 4;
+                    for (std::size_t row = 0; row < static_cast<std::size_t>(rects[i].size.height);
+                         ++row) {
+                        iov.push_back(
+                            {surface->baseAddress() + (y + row) * surface->bytesPerRow() + x * 4,
+                             rowBytes});
+                        length += static_cast<std::uint32_t>(rowBytes);
+                    }
+                }
+            }
+            iov[0] = {&length, sizeof(length)};
+            char ack = 0;
+            return sendAll(w.copySockets[0], iov.data(), iov.size()) &&
+                   ::recv(w.copySockets[0], &ack, 1, 0) == 1;
+        }
+    }
+    return false;
+}
+
+void runRoad(benchmark::State& state, Road road) {
+    World& w = world();
+    std::vector<double> latencies;
+    std::int64_t cpu = 0;
+    Clock::time_point begin;
+    bool failed = false;
+    std::size_t frames = 0;
+    CGDisplayStreamRef stream = w.streams->CGDisplayStreamCreateWithDispatchQueue(
+        1, kWidth, kHeight, kPixelFormatBGRA, Value(), nullptr,
+        [&](CGDisplayStreamFrameStatus status, std::uint64_t, IOSurfaceRef surface,
+            CGDisplayStreamUpdateRef update) {
+            if (status != kCGDisplayStreamFrameStatusFrameComplete) {
+                return;
+            }
+            failed |= !handOver(w, road, static_cast<MemfdSurface*>(surface), update);
+            latencies.push_back(
+                std::chrono::duration<double, std::micro>(Clock::now() - begin).count());
+            ++frames;
+        });
+    w.streams->CGDisplayStreamStart(stream);
+    // The first frame is the whole screen: not what is measured.
+    while (frames == 0) {
+        w.streams->dispatch();
+    }
+    latencies.clear();
+    std::uint32_t n = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        w.painter.change(++n);
+        const std::size_t before = frames;
+        state.ResumeTiming();
+        begin = Clock::now();
+        const std::int64_t cpuBefore = threadCpuNanoseconds();
+        while (frames == before && !failed) {
+            w.streams->dispatch();
+        }
+        cpu += threadCpuNanoseconds() - cpuBefore;
+    }
+    w.streams->CGDisplayStreamStop(stream);
+    w.streams->dispatch();
+    CFRelease(stream);
+    if (failed || latencies.empty()) {
+        state.SkipWithError("a frame did not reach the peer");
+        return;
+    }
+    std::sort(latencies.begin(), latencies.end());
+    state.counters["median_us"] = latencies[latencies.size() / 2];
+    state.counters["p99_us"] =
+        latencies[std::min(latencies.size() - 1, latencies.size() * 99 / 100)];
+    state.counters["cpu_us_per_frame"] =
+        static_cast<double>(cpu) / 1000.0 / static_cast<double>(latencies.size());
+}
+
+void BM_ZeroCopy(benchmark::State& state) {
+    runRoad(state, Road::ZeroCopy);
+}
+void BM_FullCopy(benchmark::State& state) {
+    runRoad(state, Road::FullCopy);
+}
+void BM_DamagedCopy(benchmark::State& state) {
+    runRoad(state, Road::DamagedCopy);
+}
+BENCHMARK(BM_ZeroCopy)->Iterations(300)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_FullCopy)->Iterations(300)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_DamagedCopy)->Iterations(300)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
