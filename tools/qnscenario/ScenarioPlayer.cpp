@@ -1,10 +1,10 @@
 #include "tools/qnscenario/ScenarioPlayer.h"
 
+#include <cstring>
+
 #include "app/OSX/QuintorUserAgent/Hyperlink.h"
 #include "app/OSX/QuintorUserAgent/QNUAMessageWindowController.h"
 #include "platform/AttributedString.h"
-#include <cstring>
-
 #include "platform/Quartz.h"
 #include "sys/libutils/Logger.h"
 #include "tools/qnscenario/AgentRun.h"
@@ -72,6 +72,8 @@ nlohmann::ordered_json windowLine(const platform::sim::SimWindow& window,
         {"window", "shown"},     {"id", window.id},
         {"title", window.title}, {"text", text},
         {"link", link},          {"frame", {f.origin.x, f.origin.y, f.size.width, f.size.height}}};
+}
+
 // A property written to an audio device, on the thread that wrote it.
 nlohmann::ordered_json audioLine(const platform::sim::SimCoreAudio::SetCall& call) {
     std::string selector;
