@@ -334,6 +334,7 @@ SimSurface* SimQuartz::freeSurface(SimDisplayStream& stream) {
         }
     }
     stream.surfaces.push_back(std::make_unique<SimSurface>(m_faults, stream.width, stream.height));
+    stream.surfaces.back()->setWatcher(&m_surfaceWatcher);
     return stream.surfaces.back().get();
 }
 
@@ -351,7 +352,8 @@ void SimQuartz::deliverFrame(CGDirectDisplayID id, std::vector<CGRect> dirtyRect
             continue;
         }
         auto* surface = freeSurface(*s);
-        surface->paint(++m_frameNumber);
+        surface->paint(id, ++m_frameNumber);
+        m_produced.push_back(id);
         ++surface->pendingDeliveries;
         auto* update = newUpdate(dirtyRects);
         onQueue(*s, [this, s, surface, update] {
@@ -389,7 +391,9 @@ CGDisplayStreamUpdateRef SimQuartz::CGDisplayStreamUpdateCreateMergedUpdate(
     if (second && second->check("CGDisplayStreamUpdateCreateMergedUpdate")) {
         rects.insert(rects.end(), second->dirtyRects.begin(), second->dirtyRects.end());
     }
-    return newUpdate(std::move(rects));
+    auto* merged = newUpdate(std::move(rects));
+    merged->merged = true;
+    return merged;
 }
 
 }  // namespace qn::platform::sim

@@ -25,6 +25,9 @@ AgentRun::End AgentRun::play() {
         return End{"returned", status};
     } catch (const platform::sim::SimExit& e) {
         return End{"exit", e.status};
+    } catch (const platform::sim::SimAbort&) {
+        // As a shell reports a process ended by SIGABRT.
+        return End{"abort", 134};
     } catch (const ScenarioEnd&) {
         return End{"running", 0};
     }

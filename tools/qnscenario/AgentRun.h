@@ -12,7 +12,7 @@ struct ScenarioEnd {};
 class AgentRun {
   public:
     struct End {
-        std::string how;  // "exit", "returned" or "running"
+        std::string how;  // "exit", "abort", "returned" or "running"
         int status = 0;
     };
 

@@ -1,6 +1,10 @@
 #include "tools/qnscenario/ScenarioPlayer.h"
 
+#include <fstream>
+#include <sstream>
+
 #include "platform/Quartz.h"
+#include "platform/StringsTable.h"
 #include "tools/qnscenario/AgentRun.h"
 #include "tools/qnscenario/ValueJson.h"
 
@@ -53,13 +57,51 @@ std::string joined(const std::vector<std::string>& names) {
 
 }  // namespace
 
+namespace {
+
+nlohmann::ordered_json messageLine(const app::osx::qnuapp::MessageWindowRequest& request) {
+    nlohmann::ordered_json message{{"title", request.title}, {"text", request.message.string()}};
+    for (const auto& run : request.message.runs) {
+        if (!run.link.empty()) {
+            message["linkText"] = run.text;
+            message["link"] = run.link;
+        }
+    }
+    message["interval"] = request.interval;
+    message["controller"] = request.controller;
+    return {{"message", message}};
+}
+
+// The bundle's own strings table, as the application ships it.
+void loadShippedStrings(platform::sim::SimFoundation& foundation) {
+    std::ifstream file(std::string(QN_RESOURCES_DIR) + "/QuintorUserAgent.strings");
+    std::stringstream text;
+    text << file.rdbuf();
+    for (const auto& [key, value] : platform::parseStringsTable(text.str())) {
+        foundation.setLocalizedString("QuintorUserAgent", key, value);
+    }
+}
+
+}  // namespace
+
 ScenarioPlayer::ScenarioPlayer(std::ostream& out, std::string logDirectory)
     : m_out(out),
       m_logDirectory(std::move(logDirectory)),
       m_world(m_host),
-      m_backend(m_host.backend()) {
-    m_host.manager().setListener(
-        [this](const SimManagerEvent& event) { write(managerLine(event)); });
+      m_backend(m_host.backend()),
+      m_streamTranscript(m_host, [this](const nlohmann::ordered_json& line) { write(line); }),
+      m_messages([this](const app::osx::qnuapp::MessageWindowRequest& request) {
+          write(messageLine(request));
+      }) {
+    m_host.manager().setListener([this](const SimManagerEvent& event) {
+        auto line = managerLine(event);
+        m_streamTranscript.normalise(line, event);
+        write(line);
+    });
+    m_host.ioKit().setCallListener([this](const platform::sim::SimUserClientCall& call) {
+        write(m_streamTranscript.driverLine(call));
+    });
+    loadShippedStrings(m_host.foundation());
 }
 
 ScenarioPlayer::~ScenarioPlayer() {
@@ -68,6 +110,8 @@ ScenarioPlayer::~ScenarioPlayer() {
     }
     m_host.foundation().distributedCenter().removeObserver(this);
     m_host.manager().setListener(nullptr);
+    m_host.ioKit().setCallListener(nullptr);
+    m_host.quartz().setSurfaceWatcher(nullptr);
 }
 
 bool ScenarioPlayer::play(const Scenario& scenario, std::string& failure) {
@@ -84,6 +128,7 @@ bool ScenarioPlayer::play(const Scenario& scenario, std::string& failure) {
     }
     // What is due now still happens; a scenario ends when its last step has.
     m_host.runLoop().runPending();
+    m_streamTranscript.flush();
     return finish(failure);
 }
 
@@ -114,6 +159,7 @@ bool ScenarioPlayer::playAgent(const Scenario& scenario, std::string& failure) {
     const AgentRun::End ended = run.play();
     m_agentEnd = ended.how;
     m_agentStatus = ended.status;
+    m_streamTranscript.flush();
     nlohmann::ordered_json line{{"agent", m_agentEnd}};
     if (m_agentEnd != "running") {
         line["status"] = m_agentStatus;
@@ -133,10 +179,17 @@ bool ScenarioPlayer::finish(std::string& failure) {
         failure = "the host saw objects misused: " + faults.front();
         return false;
     }
+    const auto& problems = m_streaming.problems();
+    if (!problems.empty()) {
+        failure = "the Manager saw the stream protocol broken: " + problems.front();
+        return false;
+    }
     return true;
 }
 
 void ScenarioPlayer::write(const nlohmann::ordered_json& line) {
+    // Counts that changed before this line come first.
+    m_streamTranscript.flush();
     nlohmann::ordered_json stamped{{"t", m_host.runLoop().nowSeconds()}};
     for (const auto& [key, value] : line.items()) {
         stamped[key] = value;

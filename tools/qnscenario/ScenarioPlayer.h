@@ -8,11 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "app/OSX/QuintorUserAgent/MessageWindowRecorder.h"
 #include "platform/Backend.h"
 #include "platform/Foundation.h"
 #include "platform/sim/SimHost.h"
+#include "platform/sim/SimStreamingManager.h"
 #include "platform/sim/SimWorld.h"
 #include "tools/qnscenario/Scenario.h"
+#include "tools/qnscenario/StreamTranscript.h"
 
 namespace qn::tools::qnscenario {
 
@@ -28,6 +31,10 @@ class ScenarioPlayer {
 
     platform::sim::SimHost& host() { return m_host; }
     platform::sim::SimWorld& world() { return m_world; }
+    // The Manager's side of display streams.
+    platform::sim::SimStreamingManager& streaming() { return m_streaming; }
+    // The message panel's requests.
+    const app::osx::qnuapp::MessageWindowRecorder& messages() const { return m_messages; }
 
     // Stand-in for the agent, through the ports.
     void connect();
@@ -64,6 +71,9 @@ class ScenarioPlayer {
     platform::sim::SimHost m_host;
     platform::sim::SimWorld m_world;
     platform::ScopedBackend m_backend;
+    platform::sim::SimStreamingManager m_streaming{m_host, m_world};
+    StreamTranscript m_streamTranscript;
+    app::osx::qnuapp::MessageWindowRecorder m_messages;
     platform::ProxyRef m_proxy;
     bool m_watching = false;
     std::size_t m_callsChecked = 0;
