@@ -389,7 +389,19 @@ CGDisplayStreamUpdateRef SimQuartz::CGDisplayStreamUpdateCreateMergedUpdate(
         rects = first->dirtyRects;
     }
     if (second && second->check("CGDisplayStreamUpdateCreateMergedUpdate")) {
-        rects.insert(rects.end(), second->dirtyRects.begin(), second->dirtyRects.end());
+        // Like a region's union, a rectangle that another already covers adds nothing;
+        // otherwise the older rectangles come first.
+        const auto covers = [](const CGRect& outer, const CGRect& inner) {
+            return inner.origin.x >= outer.origin.x && inner.origin.y >= outer.origin.y &&
+                   inner.origin.x + inner.size.width <= outer.origin.x + outer.size.width &&
+                   inner.origin.y + inner.size.height <= outer.origin.y + outer.size.height;
+        };
+        for (const auto& rect : second->dirtyRects) {
+            if (std::none_of(rects.begin(), rects.end(),
+                             [&](const CGRect& kept) { return covers(kept, rect); })) {
+                rects.push_back(rect);
+            }
+        }
     }
     auto* merged = newUpdate(std::move(rects));
     merged->merged = true;
