@@ -39,22 +39,25 @@ kern_return_t SimAdapterDriver::handle(const SimUserClientCall& call, void* outp
         return kIOReturnBadArgument;
     }
     std::memcpy(&record, call.structInput.data(), sizeof(record));
+    // Copied out: the packed fields are not aligned.
+    const std::uint64_t source = record.sourceAddress;
+    const std::uint32_t size = record.size;
     switch (call.selector) {
         case 7:
-            m_regions[record.sourceAddress] = record.size;
+            m_regions[source] = size;
             return KERN_SUCCESS;
         case 9:
-            if (m_regions.erase(record.sourceAddress) == 0) {
+            if (m_regions.erase(source) == 0) {
                 ++m_unknownReleases;
             }
             return KERN_SUCCESS;
         case 8: {
-            if (!m_regions.count(record.sourceAddress) || !output || !outputSize ||
+            if (!m_regions.count(source) || !output || !outputSize ||
                 *outputSize < sizeof(record)) {
                 return kIOReturnBadArgument;
             }
             // The Manager's view of the region is the region itself here.
-            record.mappedAddress = record.sourceAddress;
+            record.mappedAddress = source;
             std::memcpy(output, &record, sizeof(record));
             *outputSize = sizeof(record);
             return KERN_SUCCESS;

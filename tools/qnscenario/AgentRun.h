@@ -2,6 +2,7 @@
 // One run of the agent's main on the installed simulated host, with the agent's logger
 // writing into a directory of the caller's choice (or nowhere).
 
+#include <functional>
 #include <string>
 
 namespace qn::tools::qnscenario {
@@ -19,7 +20,8 @@ class AgentRun {
     // An empty directory: the agent logs nowhere.
     explicit AgentRun(std::string logDirectory) : m_logDirectory(std::move(logDirectory)) {}
 
-    End play();
+    // `afterEnd` runs once the agent's main has ended, while its logger still stands.
+    End play(const std::function<void()>& afterEnd = nullptr);
 
   private:
     std::string m_logDirectory;

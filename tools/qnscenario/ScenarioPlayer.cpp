@@ -13,6 +13,9 @@ namespace qn::tools::qnscenario {
 using platform::sim::SimManagerEvent;
 using platform::sim::SimRunLoop;
 
+// Long enough for a stopped status and the deletion 100 ns after it.
+constexpr SimRunLoop::Nanoseconds kAfterEnd = 1000;
+
 namespace {
 
 nlohmann::ordered_json arguments(const std::vector<platform::Value>& values) {
@@ -156,7 +159,15 @@ bool ScenarioPlayer::playAgent(const Scenario& scenario, std::string& failure) {
     m_host.foundation().setRunHorizon(end);
 
     AgentRun run(m_logDirectory);
-    const AgentRun::End ended = run.play();
+    // The agent's objects went with its main; updaters they stopped end with the stopped
+    // status a moment later. That moment still passes, outside the transcript.
+    double endedAt = 0;
+    const AgentRun::End ended = run.play([this, &runLoop, &endedAt] {
+        endedAt = runLoop.nowSeconds();
+        m_closed = true;
+        runLoop.advance(kAfterEnd);
+        m_closed = false;
+    });
     m_agentEnd = ended.how;
     m_agentStatus = ended.status;
     m_streamTranscript.flush();
@@ -164,7 +175,8 @@ bool ScenarioPlayer::playAgent(const Scenario& scenario, std::string& failure) {
     if (m_agentEnd != "running") {
         line["status"] = m_agentStatus;
     }
-    write(line);
+    // Stamped with the moment the agent ended.
+    writeAt(endedAt, line);
     if (!m_worldFailure.empty()) {
         failure = m_worldFailure;
         return false;
@@ -188,9 +200,16 @@ bool ScenarioPlayer::finish(std::string& failure) {
 }
 
 void ScenarioPlayer::write(const nlohmann::ordered_json& line) {
+    writeAt(m_host.runLoop().nowSeconds(), line);
+}
+
+void ScenarioPlayer::writeAt(double time, const nlohmann::ordered_json& line) {
+    if (m_closed) {
+        return;
+    }
     // Counts that changed before this line come first.
     m_streamTranscript.flush();
-    nlohmann::ordered_json stamped{{"t", m_host.runLoop().nowSeconds()}};
+    nlohmann::ordered_json stamped{{"t", time}};
     for (const auto& [key, value] : line.items()) {
         stamped[key] = value;
     }

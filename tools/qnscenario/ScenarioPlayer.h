@@ -59,6 +59,7 @@ class ScenarioPlayer {
 
   private:
     bool playAgent(const Scenario& scenario, std::string& failure);
+    void writeAt(double time, const nlohmann::ordered_json& line);
     bool finish(std::string& failure);
     static void reconfigurationCallback(platform::CGDirectDisplayID display,
                                         platform::CGDisplayChangeSummaryFlags flags, void* player);
@@ -76,6 +77,8 @@ class ScenarioPlayer {
     app::osx::qnuapp::MessageWindowRecorder m_messages;
     platform::ProxyRef m_proxy;
     bool m_watching = false;
+    // Set while the moment after the agent's end passes: nothing goes to the transcript.
+    bool m_closed = false;
     std::size_t m_callsChecked = 0;
     std::vector<std::string> m_observed;
     std::size_t m_observedChecked = 0;

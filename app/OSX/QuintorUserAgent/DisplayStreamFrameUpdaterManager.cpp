@@ -1,5 +1,7 @@
 #include "app/OSX/QuintorUserAgent/DisplayStreamFrameUpdaterManager.h"
 
+#include <memory>
+
 namespace qn::app::osx::qnuapp {
 
 DisplayStreamFrameUpdaterManager::DisplayStreamFrameUpdaterManager()
@@ -14,16 +16,18 @@ DisplayStreamFrameUpdaterManager::~DisplayStreamFrameUpdaterManager() {
 void DisplayStreamFrameUpdaterManager::startStream(std::uint32_t displayId,
                                                    std::uint32_t frameBufferIndex,
                                                    std::int64_t token) {
-    auto found = m_displayStreamFrameUpdaters.find(displayId);
-    if (found == m_displayStreamFrameUpdaters.end()) {
-        found = m_displayStreamFrameUpdaters
-                    .emplace(displayId, new DisplayStreamFrameUpdaterImpl(
-                                            m_qnmProxy, m_exceptionHandlingDelegate,
-                                            &m_driverControlFactory, &m_memoryMapperFactory))
-                    .first;
+    const auto found = m_displayStreamFrameUpdaters.find(displayId);
+    if (found != m_displayStreamFrameUpdaters.end()) {
+        // An updater already there is started again as it stands.
+        found->second->start(displayId, frameBufferIndex, static_cast<std::uint64_t>(token));
+        return;
     }
-    // An updater already there is started again as it stands.
-    found->second->start(displayId, frameBufferIndex, static_cast<std::uint64_t>(token));
+    // Owned here until its start has returned: a start that ends the process (a display
+    // id of 0) must not leave an updater that no stopped status will ever delete.
+    auto updater = std::make_unique<DisplayStreamFrameUpdaterImpl>(
+        m_qnmProxy, m_exceptionHandlingDelegate, &m_driverControlFactory, &m_memoryMapperFactory);
+    updater->start(displayId, frameBufferIndex, static_cast<std::uint64_t>(token));
+    m_displayStreamFrameUpdaters.emplace(displayId, updater.release());
 }
 
 void DisplayStreamFrameUpdaterManager::stopStream(std::uint32_t displayId) {

@@ -27,6 +27,11 @@ class FrameUpdaterManager : public ::testing::Test {
         manager->setQnmProxy(agent.proxy());
         manager->setExceptionHandlingDelegate(&delegate);
     }
+    ~FrameUpdaterManager() override {
+        // The updaters end with their stopped status, a moment after the manager.
+        manager.reset();
+        agent.host().runLoop().advance(1000);
+    }
 
     testing::StreamHost agent;
     testing::ExceptionCounter delegate;
@@ -112,6 +117,8 @@ TEST_F(FrameUpdaterManager, AProxySetLaterReachesOnlyStreamsStartedLater) {
     EXPECT_EQ(calls[0].raised, platform::sim::SimManager::kConnectionInvalidReason);
     EXPECT_EQ(calls[1].raised, "");
     EXPECT_EQ(delegate.count, 1);
+    manager.reset();
+    agent.host().runLoop().advance(1000);
 }
 
 }  // namespace

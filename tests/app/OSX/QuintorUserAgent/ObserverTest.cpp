@@ -77,6 +77,8 @@ TEST(QNMMessageObserver, LogsTheFiveNotificationsItIsRegisteredFor) {
                      "INFO Screen update callbacks have been registered",
                      "DEBUG DisplayStreamFrameUpdaterImpl::stop for: 0x4280f80",
                      "DEBUG display stream frame stopped for: 0x4280f80"}));
+    // The stopped updater deletes itself 100 ns later.
+    agent.host().runLoop().advance(1000);
 }
 
 }  // namespace
