@@ -2,7 +2,7 @@
 
 namespace qn::app::osx::qnuapp {
 
-class MessageWindowRecorder::Controller : public QNUAMessageWindowController {
+class MessageWindowRecorder::Controller : public MessagePanel {
   public:
     Controller(MessageWindowRecorder& recorder, std::size_t number)
         : m_recorder(recorder), m_number(number) {}
@@ -17,7 +17,7 @@ class MessageWindowRecorder::Controller : public QNUAMessageWindowController {
 };
 
 MessageWindowRecorder::MessageWindowRecorder(Listener listener)
-    : m_listener(std::move(listener)), m_factory([this]() -> QNUAMessageWindowController* {
+    : m_listener(std::move(listener)), m_factory([this]() -> MessagePanel* {
           m_controllers.push_back(std::make_unique<Controller>(*this, m_controllers.size() + 1));
           return m_controllers.back().get();
       }) {}

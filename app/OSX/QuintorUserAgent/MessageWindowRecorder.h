@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "app/OSX/QuintorUserAgent/QNUAMessageWindowController.h"
+#include "app/OSX/QuintorUserAgent/MessagePanel.h"
 
 namespace qn::app::osx::qnuapp {
 
@@ -39,7 +39,7 @@ class MessageWindowRecorder {
     Listener m_listener;
     std::vector<MessageWindowRequest> m_requests;
     std::vector<std::unique_ptr<Controller>> m_controllers;
-    QNUAMessageWindowController::ScopedFactory m_factory;
+    MessagePanel::ScopedFactory m_factory;
 };
 
 }  // namespace qn::app::osx::qnuapp

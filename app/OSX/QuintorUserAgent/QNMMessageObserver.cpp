@@ -3,8 +3,8 @@
 #include <cstdio>
 
 #include "app/OSX/QuintorUserAgent/AgentLogging.h"
+#include "app/OSX/QuintorUserAgent/MessagePanel.h"
 #include "app/OSX/QuintorUserAgent/ObjectFormat.h"
-#include "app/OSX/QuintorUserAgent/QNUAMessageWindowController.h"
 #include "platform/Backend.h"
 #include "platform/ManagerProtocol.h"
 
@@ -59,7 +59,7 @@ void QNMMessageObserver::observeNotification(const platform::NSNotification& not
 
 void QNMMessageObserver::showSoftwareUpgradeMessage(const platform::Value& userInfo) {
     // Never deleted: the panel closes itself.
-    auto* controller = QNUAMessageWindowController::alloc_init();
+    auto* controller = MessagePanel::make();
     const auto device = stringOf(userInfo, platform::QNM_Notification_Devicekey);
     MessageText text = MessageText::plain(
         formatWithObjects(localized("IDS_SOFTWARE_UPGRADE_REQUIRED_PREFIX"), {device}));
@@ -71,7 +71,7 @@ void QNMMessageObserver::showSoftwareUpgradeMessage(const platform::Value& userI
 }
 
 void QNMMessageObserver::showMonitorModeMessage(const platform::Value& userInfo) {
-    auto* controller = QNUAMessageWindowController::alloc_init();
+    auto* controller = MessagePanel::make();
     const auto monitor1 =
         stringOf(userInfo, platform::QNM_Notification_Monitor_Mode_Restricted_Monitor1);
     const auto monitor2 =

@@ -1,9 +1,9 @@
 #pragma once
-// The one thing the agent asks of its message panel: show this text, with this title,
-// for a while. Each message gets a controller of its own that nobody deletes (the panel
-// closes itself when its time is up), so controllers come from a factory that keeps
-// them. The panel itself is built behind this interface; until a factory is installed,
-// a message has nowhere to go and is dropped.
+// The one thing the Manager notification observer asks of the message panel: show this
+// text, with this title, for a while. Each message gets a panel controller of its own
+// that nobody deletes (the panel closes itself when its time is up), so they come from a
+// factory that keeps them. The panel window stands behind this interface; until a
+// factory is installed, a message has nowhere to go and is dropped.
 
 #include <functional>
 #include <string>
@@ -12,9 +12,9 @@
 
 namespace qn::app::osx::qnuapp {
 
-class QNUAMessageWindowController {
+class MessagePanel {
   public:
-    virtual ~QNUAMessageWindowController() = default;
+    virtual ~MessagePanel() = default;
 
     // The panel stays its own fixed time; the interval is taken and not used.
     virtual void showWindow_forTimeInterval_withTitle(const MessageText& message, int interval,
@@ -25,9 +25,9 @@ class QNUAMessageWindowController {
 
     // A new controller from the installed factory, or null without one. The factory
     // owns what it makes.
-    static QNUAMessageWindowController* alloc_init();
+    static MessagePanel* make();
 
-    using Factory = std::function<QNUAMessageWindowController*()>;
+    using Factory = std::function<MessagePanel*()>;
     // Installs a factory until the returned guard goes, which puts the previous one back.
     class ScopedFactory {
       public:
