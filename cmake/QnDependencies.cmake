@@ -11,6 +11,8 @@ target_include_directories(qn_mbedcrypto SYSTEM INTERFACE "${MBEDTLS_INCLUDE_DIR
 target_link_libraries(qn_mbedcrypto INTERFACE "${MBEDCRYPTO_LIBRARY}")
 
 find_package(nlohmann_json 3.10 REQUIRED)
+# zlib packs the simulated Manager's PNG pictures of received frames.
+find_package(ZLIB REQUIRED)
 
 if(QN_BUILD_TESTS)
   find_package(GTest REQUIRED)

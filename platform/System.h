@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 
 namespace qn::platform {
 
@@ -44,6 +45,8 @@ class System {
     // Blocks the calling thread for whole seconds.
     virtual unsigned int sleep(unsigned int seconds) = 0;
     [[noreturn]] virtual void exit(int status) = 0;
+    // Ends the process at once, as a failed C assertion does.
+    [[noreturn]] virtual void abort() { std::abort(); }
 };
 
 }  // namespace qn::platform

@@ -211,12 +211,23 @@ void SimIOKit::setMappedMemory(io_service_t service, mach_vm_address_t address, 
     b.mapResult = result;
 }
 
+void SimIOKit::setMethodHandler(io_service_t service, MethodHandler handler) {
+    m_behaviour[service].handler = std::move(handler);
+}
+
+void SimIOKit::record(const SimUserClientCall& call) {
+    m_calls.push_back(call);
+    if (m_callListener) {
+        m_callListener(m_calls.back());
+    }
+}
+
 SimIOKit::Behaviour* SimIOKit::behaviourFor(SimUserClientCall& call) {
     auto* c = connection(call.connection);
     if (!c) {
         // Recorded all the same: a call on a closed connection is worth seeing.
         call.result = kIOReturnNotOpen;
-        m_calls.push_back(call);
+        record(call);
         return nullptr;
     }
     call.service = c->service;
@@ -246,10 +257,16 @@ kern_return_t SimIOKit::IOConnectCallMethod(io_connect_t id, std::uint32_t selec
         return call.result;
     }
     const auto result = behaviour->results.find(selector);
-    call.result = result == behaviour->results.end() ? KERN_SUCCESS : result->second;
     if (outputCnt) {
         *outputCnt = 0;
     }
+    const bool chosen = result != behaviour->results.end() || behaviour->outputs.count(selector);
+    if (!chosen && behaviour->handler) {
+        call.result = behaviour->handler(call, outputStruct, outputStructCnt);
+        record(call);
+        return call.result;
+    }
+    call.result = result == behaviour->results.end() ? KERN_SUCCESS : result->second;
     const auto output = behaviour->outputs.find(selector);
     if (call.result == KERN_SUCCESS && output != behaviour->outputs.end() && outputStruct &&
         outputStructCnt) {
@@ -257,7 +274,7 @@ kern_return_t SimIOKit::IOConnectCallMethod(io_connect_t id, std::uint32_t selec
         std::memcpy(outputStruct, output->second.data(), n);
         *outputStructCnt = n;
     }
-    m_calls.push_back(call);
+    record(call);
     return call.result;
 }
 
@@ -278,7 +295,7 @@ kern_return_t SimIOKit::IOConnectMapMemory(io_connect_t id, std::uint32_t memory
         *atAddress = behaviour->mappedAddress;
         *ofSize = behaviour->mappedSize;
     }
-    m_calls.push_back(call);
+    record(call);
     return call.result;
 }
 

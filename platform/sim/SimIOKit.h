@@ -3,6 +3,7 @@
 // (entries, iterators) carries a reference count that IOObjectRelease lowers, so that
 // tests can tell what was given up; user clients record each call with its bytes.
 
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -61,6 +62,17 @@ class SimIOKit : public IOKit {
     void setMappedMemory(io_service_t service, mach_vm_address_t address, mach_vm_size_t size,
                          kern_return_t result = KERN_SUCCESS);
 
+    // A driver with behaviour of its own answers its user clients' method calls: the
+    // handler gives the result and may write the structure output. A result or output
+    // chosen for the selector still comes first.
+    using MethodHandler = std::function<kern_return_t(
+        const SimUserClientCall& call, void* outputStruct, std::size_t* outputStructCnt)>;
+    void setMethodHandler(io_service_t service, MethodHandler handler);
+    // Told of every user client call as it is recorded.
+    void setCallListener(std::function<void(const SimUserClientCall&)> listener) {
+        m_callListener = std::move(listener);
+    }
+
     const std::vector<SimUserClientCall>& calls() const { return m_calls; }
     // References handed out and not yet released, per object.
     long outstandingReferences(io_object_t object) const;
@@ -82,6 +94,7 @@ class SimIOKit : public IOKit {
         mach_vm_address_t mappedAddress = 0;
         mach_vm_size_t mappedSize = 0;
         kern_return_t mapResult = KERN_SUCCESS;
+        MethodHandler handler;
     };
 
     io_object_t newId() { return m_nextId += 4; }
@@ -91,6 +104,7 @@ class SimIOKit : public IOKit {
     // The behaviour of the call's service; null (with the call recorded as failed) when
     // its connection is not open.
     Behaviour* behaviourFor(SimUserClientCall& call);
+    void record(const SimUserClientCall& call);
 
     SimFaults& m_faults;
     io_object_t m_nextId = 0x1000;
@@ -100,6 +114,7 @@ class SimIOKit : public IOKit {
     std::map<io_object_t, long> m_references;
     std::map<io_service_t, Behaviour> m_behaviour;
     std::vector<SimUserClientCall> m_calls;
+    std::function<void(const SimUserClientCall&)> m_callListener;
     kern_return_t m_matchingFailure = KERN_SUCCESS;
 };
 

@@ -58,6 +58,12 @@ class SimManager {
     const std::vector<SimManagerEvent>& transcript() const { return m_state->transcript; }
     // Delivered calls only, in order.
     std::vector<SimManagerEvent> calls() const;
+    // Called for each call the Manager processed without raising, while the caller
+    // waits: the Manager's own work on a call.
+    void addCallHandler(std::function<void(const SimManagerEvent&)> handler) {
+        m_state->callHandlers.push_back(std::move(handler));
+    }
+    void clearCallHandlers() { m_state->callHandlers.clear(); }
     // Called for each new transcript line, as it happens.
     void setListener(std::function<void(const SimManagerEvent&)> listener) {
         m_state->listener = std::move(listener);
@@ -80,6 +86,7 @@ class SimManager {
         // address: the agent filters a death notification by the proxy's identity.
         std::vector<std::shared_ptr<SimManagerProxy>> handedOut;
         std::function<void(const SimManagerEvent&)> listener;
+        std::vector<std::function<void(const SimManagerEvent&)>> callHandlers;
         void record(SimManagerEvent event);
     };
 

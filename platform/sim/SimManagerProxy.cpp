@@ -31,6 +31,10 @@ void SimManagerProxy::invoke(const std::string& selector, const std::vector<Valu
     const auto failure = state->failures.find(selector);
     if (failure == state->failures.end()) {
         state->record(event);
+        const auto handlers = state->callHandlers;
+        for (const auto& handler : handlers) {
+            handler(event);
+        }
         return;
     }
     const std::string reason = failure->second.reason;

@@ -338,6 +338,7 @@ SimSurface* SimQuartz::freeSurface(SimDisplayStream& stream) {
         }
     }
     stream.surfaces.push_back(std::make_unique<SimSurface>(m_faults, stream.width, stream.height));
+    stream.surfaces.back()->setWatcher(&m_surfaceWatcher);
     return stream.surfaces.back().get();
 }
 
@@ -355,7 +356,8 @@ void SimQuartz::deliverFrame(CGDirectDisplayID id, std::vector<CGRect> dirtyRect
             continue;
         }
         auto* surface = freeSurface(*s);
-        surface->paint(++m_frameNumber);
+        surface->paint(id, ++m_frameNumber);
+        m_produced.push_back(id);
         ++surface->pendingDeliveries;
         auto* update = newUpdate(dirtyRects);
         onQueue(*s, [this, s, surface, update] {
@@ -391,9 +393,23 @@ CGDisplayStreamUpdateRef SimQuartz::CGDisplayStreamUpdateCreateMergedUpdate(
         rects = first->dirtyRects;
     }
     if (second && second->check("CGDisplayStreamUpdateCreateMergedUpdate")) {
-        rects.insert(rects.end(), second->dirtyRects.begin(), second->dirtyRects.end());
+        // Like a region's union, a rectangle that another already covers adds nothing;
+        // otherwise the older rectangles come first.
+        const auto covers = [](const CGRect& outer, const CGRect& inner) {
+            return inner.origin.x >= outer.origin.x && inner.origin.y >= outer.origin.y &&
+                   inner.origin.x + inner.size.width <= outer.origin.x + outer.size.width &&
+                   inner.origin.y + inner.size.height <= outer.origin.y + outer.size.height;
+        };
+        for (const auto& rect : second->dirtyRects) {
+            if (std::none_of(rects.begin(), rects.end(),
+                             [&](const CGRect& kept) { return covers(kept, rect); })) {
+                rects.push_back(rect);
+            }
+        }
     }
-    return newUpdate(std::move(rects));
+    auto* merged = newUpdate(std::move(rects));
+    merged->merged = true;
+    return merged;
 }
 
 }  // namespace qn::platform::sim

@@ -94,6 +94,10 @@ class SimQuartz : public Quartz {
     const std::vector<std::unique_ptr<SimDisplayStream>>& streams() const { return m_streams; }
     const std::vector<std::unique_ptr<SimStreamUpdate>>& updates() const { return m_updates; }
     const std::vector<std::unique_ptr<SimDisplayMode>>& modes() const { return m_modes; }
+    // Told of every change of a stream surface's use or retain count.
+    void setSurfaceWatcher(SimSurface::Watcher watcher) { m_surfaceWatcher = std::move(watcher); }
+    // Every frame drawn so far: the display of frame number n is at index n - 1.
+    const std::vector<CGDirectDisplayID>& producedFrames() const { return m_produced; }
 
   private:
     template <typename Callback>
@@ -130,6 +134,8 @@ class SimQuartz : public Quartz {
     std::vector<std::unique_ptr<SimStreamUpdate>> m_updates;
     std::vector<std::unique_ptr<SimDisplayMode>> m_modes;
     std::uint32_t m_frameNumber = 0;
+    std::vector<CGDirectDisplayID> m_produced;
+    SimSurface::Watcher m_surfaceWatcher;
 };
 
 }  // namespace qn::platform::sim

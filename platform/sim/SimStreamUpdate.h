@@ -14,6 +14,8 @@ class SimStreamUpdate : public SimCounted<CGDisplayStreamUpdateObject> {
         : SimCounted(faults, "stream update"), dirtyRects(std::move(dirtyRects)) {}
 
     const std::vector<CGRect> dirtyRects;
+    // Made by merging two updates rather than by a frame.
+    bool merged = false;
 };
 
 }  // namespace qn::platform::sim

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "platform/sim/SimScreen.h"
+
 namespace qn::platform::sim {
 
 namespace {
@@ -15,12 +17,25 @@ std::size_t roundUp(std::size_t value, std::size_t step) {
 
 SimSurface::SimSurface(SimFaults& faults, std::size_t width, std::size_t height)
     : SimCounted(faults, "surface"),
+      m_width(width),
+      m_height(height),
       m_bytesPerRow(roundUp(width * 4, kRowAlignment)),
       m_memory(roundUp(m_bytesPerRow * height, kPageSize)) {}
+
+void SimSurface::retain() {
+    SimCounted::retain();
+    changed();
+}
+
+void SimSurface::release() {
+    SimCounted::release();
+    changed();
+}
 
 void SimSurface::incrementUseCount() {
     check("IOSurfaceIncrementUseCount");
     ++m_useCount;
+    changed();
 }
 
 void SimSurface::decrementUseCount() {
@@ -30,20 +45,19 @@ void SimSurface::decrementUseCount() {
         return;
     }
     --m_useCount;
+    changed();
 }
 
-void SimSurface::paint(std::uint32_t frameNumber) {
-    for (std::size_t offset = 0; offset + 4 <= m_memory.size(); offset += 4) {
-        std::memcpy(m_memory.data() + offset, &frameNumber, 4);
+void SimSurface::paint(CGDirectDisplayID display, std::uint32_t frameNumber) {
+    if (m_useCount.load() > 0) {
+        faults().record("a surface in use was written");
+        return;
     }
+    renderScreen(display, frameNumber, m_width, m_height, m_bytesPerRow, m_memory.data());
 }
 
 std::uint32_t SimSurface::paintedFrame() const {
-    std::uint32_t frame = 0;
-    if (m_memory.size() >= 4) {
-        std::memcpy(&frame, m_memory.data(), 4);
-    }
-    return frame;
+    return m_memory.size() >= 4 ? screenFrameNumber(m_memory.data()) : 0;
 }
 
 }  // namespace qn::platform::sim

@@ -13,6 +13,8 @@ namespace qn::platform::sim {
 struct SimExit {
     int status;
 };
+// Thrown by abort(): the simulated process ends as a failed C assertion ends it.
+struct SimAbort {};
 
 class SimSystem : public System {
   public:
@@ -28,6 +30,7 @@ class SimSystem : public System {
     SignalHandler signal(int signal, SignalHandler handler) override;
     unsigned int sleep(unsigned int seconds) override;
     [[noreturn]] void exit(int status) override;
+    [[noreturn]] void abort() override { throw SimAbort{}; }
 
     // The world.
     void setPid(pid_t pid) { m_pid = pid; }

@@ -15,7 +15,13 @@ io_service_t SimWorld::adapterDriver(std::uint32_t index) {
     const auto id =
         m_host.ioKit().addEntry(kDriverClass, kDriverPath + std::to_string(index), properties);
     m_drivers[index] = id;
+    m_driverMemory[index] = std::make_unique<SimAdapterDriver>(m_host.ioKit(), id, index);
     return id;
+}
+
+SimAdapterDriver* SimWorld::driver(std::uint32_t index) {
+    const auto found = m_driverMemory.find(index);
+    return found == m_driverMemory.end() ? nullptr : found->second.get();
 }
 
 void SimWorld::addRegistryEntries(SimDisplaySpec& spec) {

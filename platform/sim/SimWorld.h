@@ -5,10 +5,12 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/sim/SimAdapterDriver.h"
 #include "platform/sim/SimHost.h"
 
 namespace qn::platform::sim {
@@ -48,6 +50,8 @@ class SimWorld {
     void unplugDisplay(CGDirectDisplayID id);
     // The driver instance of an adapter ("QuintorParent" + index), made once per index.
     io_service_t adapterDriver(std::uint32_t index);
+    // Its frame memory registrations; null for an index never made.
+    SimAdapterDriver* driver(std::uint32_t index);
 
     SimHost& host() { return m_host; }
     // The display's framebuffer (its service) and the display entry below its display
@@ -61,6 +65,7 @@ class SimWorld {
 
     SimHost& m_host;
     std::map<std::uint32_t, io_service_t> m_drivers;
+    std::map<std::uint32_t, std::unique_ptr<SimAdapterDriver>> m_driverMemory;
     std::map<CGDirectDisplayID, io_registry_entry_t> m_framebuffers;
     std::map<CGDirectDisplayID, io_registry_entry_t> m_displayEntries;
 };

@@ -2,6 +2,7 @@
 // One run of the agent's main on the installed simulated host, with the agent's logger
 // writing into a directory of the caller's choice (or nowhere).
 
+#include <functional>
 #include <string>
 
 #include "sys/libutils/LogLevel.h"
@@ -14,7 +15,7 @@ struct ScenarioEnd {};
 class AgentRun {
   public:
     struct End {
-        std::string how;  // "exit", "returned" or "running"
+        std::string how;  // "exit", "abort", "returned" or "running"
         int status = 0;
     };
 
@@ -23,7 +24,8 @@ class AgentRun {
     explicit AgentRun(std::string logDirectory, int verbosity = sys::loglevel::DEBUG)
         : m_logDirectory(std::move(logDirectory)), m_verbosity(verbosity) {}
 
-    End play();
+    // `afterEnd` runs once the agent's main has ended, while its logger still stands.
+    End play(const std::function<void()>& afterEnd = nullptr);
 
   private:
     std::string m_logDirectory;

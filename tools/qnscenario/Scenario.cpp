@@ -30,7 +30,7 @@ StepRun always(Action action) {
 std::function<void(ScenarioPlayer&)> worldSetUp(const json& world, const ScenarioReader& r) {
     r.object(world, {"kernelRelease", "pid", "securitySessionId", "sessionInfoFails", "zoom",
                      "windowServer", "session", "manager", "displays", "audioDevices", "strings",
-                     "signalFails", "logVerbosity"});
+                     "signalFails", "logVerbosity", "streaming"});
     std::vector<std::function<void(ScenarioPlayer&)>> actions;
     if (world.contains("kernelRelease")) {
         const auto release = r.string(world["kernelRelease"], "kernelRelease");
@@ -131,6 +131,21 @@ std::function<void(ScenarioPlayer&)> worldSetUp(const json& world, const Scenari
                 });
             }
         }
+    }
+    if (world.contains("streaming")) {
+        // {"releaseDelay": s (below 0: only by releaseLastFrame), "png": dir, "keepEvery": n}
+        const auto& streaming = r.object(world["streaming"], {"releaseDelay", "png", "keepEvery"});
+        platform::sim::SimStreamingManager::Options options;
+        if (streaming.contains("releaseDelay")) {
+            options.releaseDelay = r.number(streaming["releaseDelay"], "releaseDelay");
+        }
+        if (streaming.contains("png")) {
+            options.pngDirectory = r.string(streaming["png"], "png");
+        }
+        if (streaming.contains("keepEvery")) {
+            options.keepEvery = r.uint32(streaming["keepEvery"], "keepEvery");
+        }
+        actions.push_back([options](ScenarioPlayer& p) { p.streaming().setOptions(options); });
     }
     return [actions](ScenarioPlayer& p) {
         for (const auto& action : actions) {
@@ -275,6 +290,75 @@ const std::map<std::string, StepBuilder>& stepBuilders() {
              return always([=](ScenarioPlayer& p) {
                  p.host().quartz().deliverFrame(
                      display, rects, static_cast<platform::CGDisplayStreamFrameStatus>(status));
+             });
+         }},
+        {"startStream",
+         [](const json& a, const ScenarioReader& r) {
+             r.object(a, {"display", "adapter", "token"});
+             const auto display = r.uint32(r.member(a, "display"), "display");
+             const auto adapter = r.uint32(r.member(a, "adapter"), "adapter");
+             const auto token = a.contains("token") ? r.int32(a["token"], "token") : 1;
+             return always(
+                 [=](ScenarioPlayer& p) { p.streaming().startStream(display, adapter, token); });
+         }},
+        {"stopStream",
+         [](const json& a, const ScenarioReader& r) {
+             const auto display = r.uint32(a, "stopStream");
+             return always([display](ScenarioPlayer& p) { p.streaming().stopStream(display); });
+         }},
+        {"releaseLastFrame",
+         [](const json& a, const ScenarioReader& r) -> StepRun {
+             const auto display = r.uint32(a, "releaseLastFrame");
+             return [display](ScenarioPlayer& p, std::string& why) {
+                 if (p.streaming().releaseLastFrame(display)) {
+                     return true;
+                 }
+                 why = "the Manager holds no frame of display " + std::to_string(display);
+                 return false;
+             };
+         }},
+        {"restartManager",
+         [](const json& a, const ScenarioReader& r) {
+             r.boolean(a, "restartManager");
+             return always([](ScenarioPlayer& p) { p.streaming().restart(); });
+         }},
+        {"frames",
+         [](const json& a, const ScenarioReader& r) {
+             // {"displays": [id, ...], "count": n, "interval": s, "rects": [...]}: n frames
+             // for each display, one every interval seconds from now; without rects a
+             // small square walks along the top of the screen.
+             r.object(a, {"displays", "count", "interval", "rects"});
+             std::vector<std::uint32_t> displays;
+             const auto& list = r.member(a, "displays");
+             if (!list.is_array() || list.empty()) {
+                 r.fail("displays must be an array of display ids");
+             }
+             for (const auto& d : list) {
+                 displays.push_back(r.uint32(d, "display"));
+             }
+             const auto count = r.uint32(r.member(a, "count"), "count");
+             const double interval = r.number(r.member(a, "interval"), "interval");
+             if (interval <= 0) {
+                 r.fail("interval must be above 0");
+             }
+             const bool walk = !a.contains("rects");
+             const auto rects = walk ? std::vector<platform::CGRect>{} : r.rects(a["rects"]);
+             return always([=](ScenarioPlayer& p) {
+                 auto& runLoop = p.host().runLoop();
+                 for (std::uint32_t i = 0; i < count; ++i) {
+                     const auto at =
+                         runLoop.now() + static_cast<platform::sim::SimRunLoop::Nanoseconds>(
+                                             i * interval * platform::sim::SimRunLoop::kSecond);
+                     runLoop.scheduleWorld(at, [&p, displays, rects, walk, i] {
+                         for (const auto display : displays) {
+                             auto frameRects = rects;
+                             if (walk) {
+                                 frameRects = {platform::CGRectMake((i * 16) % 256, 0, 16, 16)};
+                             }
+                             p.host().quartz().deliverFrame(display, frameRects);
+                         }
+                     });
+                 }
              });
          }},
         {"session",

@@ -1,11 +1,14 @@
 #include "tools/qnscenario/ScenarioPlayer.h"
 
 #include <cstring>
+#include <fstream>
+#include <sstream>
 
 #include "app/OSX/QuintorUserAgent/Hyperlink.h"
 #include "app/OSX/QuintorUserAgent/QNUAMessageWindowController.h"
 #include "platform/AttributedString.h"
 #include "platform/Quartz.h"
+#include "platform/StringsTable.h"
 #include "sys/libutils/Logger.h"
 #include "tools/qnscenario/AgentRun.h"
 #include "tools/transcript/TranscriptLines.h"
@@ -16,6 +19,9 @@ namespace qn::tools::qnscenario {
 using platform::sim::SimManagerEvent;
 using platform::sim::SimRunLoop;
 using transcript::valueToJson;
+
+// Long enough for a stopped status and the deletion 100 ns after it.
+constexpr SimRunLoop::Nanoseconds kAfterEnd = 1000;
 
 namespace {
 
@@ -104,14 +110,52 @@ std::string joined(const std::vector<std::string>& names) {
 
 }  // namespace
 
+namespace {
+
+nlohmann::ordered_json messageLine(const app::osx::qnuapp::MessageWindowRequest& request) {
+    nlohmann::ordered_json message{{"title", request.title}, {"text", request.message.string()}};
+    for (const auto& run : request.message.runs) {
+        if (!run.link.empty()) {
+            message["linkText"] = run.text;
+            message["link"] = run.link;
+        }
+    }
+    message["interval"] = request.interval;
+    message["controller"] = request.controller;
+    return {{"message", message}};
+}
+
+// The bundle's own strings table, as the application ships it.
+void loadShippedStrings(platform::sim::SimFoundation& foundation) {
+    std::ifstream file(std::string(QN_RESOURCES_DIR) + "/QuintorUserAgent.strings");
+    std::stringstream text;
+    text << file.rdbuf();
+    for (const auto& [key, value] : platform::parseStringsTable(text.str())) {
+        foundation.setLocalizedString("QuintorUserAgent", key, value);
+    }
+}
+
+}  // namespace
+
 ScenarioPlayer::ScenarioPlayer(std::ostream& out, std::string logDirectory)
     : m_out(out),
       m_logDirectory(std::move(logDirectory)),
       m_logVerbosity(sys::Logger::DEBUG),
       m_world(m_host),
-      m_backend(m_host.backend()) {
-    m_host.manager().setListener(
-        [this](const SimManagerEvent& event) { write(managerLine(event)); });
+      m_backend(m_host.backend()),
+      m_streamTranscript(m_host, [this](const nlohmann::ordered_json& line) { write(line); }),
+      m_messages([this](const app::osx::qnuapp::MessageWindowRequest& request) {
+          write(messageLine(request));
+      }) {
+    m_host.manager().setListener([this](const SimManagerEvent& event) {
+        auto line = managerLine(event);
+        m_streamTranscript.normalise(line, event);
+        write(line);
+    });
+    m_host.ioKit().setCallListener([this](const platform::sim::SimUserClientCall& call) {
+        write(m_streamTranscript.driverLine(call));
+    });
+    loadShippedStrings(m_host.foundation());
     m_host.appKit().setWindowListener(
         [this](const platform::sim::SimWindow& window,
                platform::sim::SimAppKit::WindowEvent event) { write(windowLine(window, event)); });
@@ -130,6 +174,8 @@ ScenarioPlayer::~ScenarioPlayer() {
     m_host.appKit().setWindowListener(nullptr);
     m_host.coreAudio().flush();
     m_host.coreAudio().setSetCallObserver(nullptr);
+    m_host.ioKit().setCallListener(nullptr);
+    m_host.quartz().setSurfaceWatcher(nullptr);
 }
 
 bool ScenarioPlayer::play(const Scenario& scenario, std::string& failure) {
@@ -146,6 +192,7 @@ bool ScenarioPlayer::play(const Scenario& scenario, std::string& failure) {
     }
     // What is due now still happens; a scenario ends when its last step has.
     m_host.runLoop().runPending();
+    m_streamTranscript.flush();
     return finish(failure);
 }
 
@@ -173,14 +220,24 @@ bool ScenarioPlayer::playAgent(const Scenario& scenario, std::string& failure) {
     m_host.foundation().setRunHorizon(end);
 
     AgentRun run(m_logDirectory, m_logVerbosity);
-    const AgentRun::End ended = run.play();
+    // The agent's objects went with its main; updaters they stopped end with the stopped
+    // status a moment later. That moment still passes, outside the transcript.
+    double endedAt = 0;
+    const AgentRun::End ended = run.play([this, &runLoop, &endedAt] {
+        endedAt = runLoop.nowSeconds();
+        m_closed = true;
+        runLoop.advance(kAfterEnd);
+        m_closed = false;
+    });
     m_agentEnd = ended.how;
     m_agentStatus = ended.status;
+    m_streamTranscript.flush();
     nlohmann::ordered_json line{{"agent", m_agentEnd}};
     if (m_agentEnd != "running") {
         line["status"] = m_agentStatus;
     }
-    write(line);
+    // Stamped with the moment the agent ended.
+    writeAt(endedAt, line);
     if (!m_worldFailure.empty()) {
         failure = m_worldFailure;
         return false;
@@ -195,11 +252,25 @@ bool ScenarioPlayer::finish(std::string& failure) {
         failure = "the host saw objects misused: " + faults.front();
         return false;
     }
+    const auto& problems = m_streaming.problems();
+    if (!problems.empty()) {
+        failure = "the Manager saw the stream protocol broken: " + problems.front();
+        return false;
+    }
     return true;
 }
 
 void ScenarioPlayer::write(const nlohmann::ordered_json& line) {
-    m_out << transcript::stamped(m_host.runLoop().nowSeconds(), line).dump() << '\n';
+    writeAt(m_host.runLoop().nowSeconds(), line);
+}
+
+void ScenarioPlayer::writeAt(double time, const nlohmann::ordered_json& line) {
+    if (m_closed) {
+        return;
+    }
+    // Counts that changed before this line come first.
+    m_streamTranscript.flush();
+    m_out << transcript::stamped(time, line).dump() << '\n';
 }
 
 void ScenarioPlayer::signal(int number) {

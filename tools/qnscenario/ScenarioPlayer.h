@@ -8,12 +8,15 @@
 #include <string>
 #include <vector>
 
+#include "app/OSX/QuintorUserAgent/MessageWindowRecorder.h"
 #include "platform/AppKit.h"
 #include "platform/Backend.h"
 #include "platform/Foundation.h"
 #include "platform/sim/SimHost.h"
+#include "platform/sim/SimStreamingManager.h"
 #include "platform/sim/SimWorld.h"
 #include "tools/qnscenario/Scenario.h"
+#include "tools/qnscenario/StreamTranscript.h"
 
 namespace qn::tools::qnscenario {
 
@@ -29,6 +32,10 @@ class ScenarioPlayer {
 
     platform::sim::SimHost& host() { return m_host; }
     platform::sim::SimWorld& world() { return m_world; }
+    // The Manager's side of display streams.
+    platform::sim::SimStreamingManager& streaming() { return m_streaming; }
+    // The message panel's requests.
+    const app::osx::qnuapp::MessageWindowRecorder& messages() const { return m_messages; }
 
     // Stand-in for the agent, through the ports.
     void connect();
@@ -62,6 +69,7 @@ class ScenarioPlayer {
 
   private:
     bool playAgent(const Scenario& scenario, std::string& failure);
+    void writeAt(double time, const nlohmann::ordered_json& line);
     bool finish(std::string& failure);
     static void reconfigurationCallback(platform::CGDirectDisplayID display,
                                         platform::CGDisplayChangeSummaryFlags flags, void* player);
@@ -75,8 +83,13 @@ class ScenarioPlayer {
     platform::sim::SimHost m_host;
     platform::sim::SimWorld m_world;
     platform::ScopedBackend m_backend;
+    platform::sim::SimStreamingManager m_streaming{m_host, m_world};
+    StreamTranscript m_streamTranscript;
+    app::osx::qnuapp::MessageWindowRecorder m_messages;
     platform::ProxyRef m_proxy;
     bool m_watching = false;
+    // Set while the moment after the agent's end passes: nothing goes to the transcript.
+    bool m_closed = false;
     std::size_t m_callsChecked = 0;
     std::vector<std::string> m_observed;
     std::size_t m_observedChecked = 0;

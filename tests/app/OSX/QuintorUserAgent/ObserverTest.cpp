@@ -90,8 +90,11 @@ TEST(QNMMessageObserver, LogsTheFiveNotificationsItIsRegisteredFor) {
     agent.newLines();
 
     auto& manager = agent.host().manager();
+    platform::Value stream = platform::Value::dictionary();
+    stream.set(platform::QNM_Notification_Display_Stream_DisplayID,
+               platform::Value::number(std::int64_t{testing::kDisplay}));
     for (const auto& notification : platform::managerNotifications()) {
-        manager.post(notification.name);
+        manager.post(notification.name, stream);
     }
     manager.post("QNM_Notification_Something_Else");
     agent.host().runLoop().runPending();
@@ -103,8 +106,15 @@ TEST(QNMMessageObserver, LogsTheFiveNotificationsItIsRegisteredFor) {
                      "notification",
                      "DEBUG observeNotification: received QNM_Notification_Start_Display_Stream "
                      "notification",
+                     "INFO Screen update callbacks have been unregistered",
+                     "DEBUG DisplayStreamFrameUpdaterImpl::start for: 0x4280f80",
                      "DEBUG observeNotification: received QNM_Notification_Stop_Display_Stream "
-                     "notification"}));
+                     "notification",
+                     "INFO Screen update callbacks have been registered",
+                     "DEBUG DisplayStreamFrameUpdaterImpl::stop for: 0x4280f80",
+                     "DEBUG display stream frame stopped for: 0x4280f80"}));
+    // The stopped updater deletes itself 100 ns later.
+    agent.host().runLoop().advance(1000);
 }
 
 }  // namespace
