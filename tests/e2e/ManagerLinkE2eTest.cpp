@@ -191,6 +191,37 @@ TEST_F(ManagerLinkE2e, SignalFromAProcessThatDoesNotOwnTheNameIsIgnored) {
     EXPECT_EQ(agent->countInLog("received QNM_Notification_Stop_Display_Stream"), 0);
 }
 
+TEST(ManagerLinkBusLossE2e, LostBusIsTheDeathAndTheLinkComesBackWithTheBus) {
+    ScratchDirectory scratch;
+    auto bus = std::make_unique<DbusDaemon>(scratch, DbusDaemon::Kind::Session, "bus");
+    auto standIn = std::make_unique<ManagerStandIn>(bus->address());
+    ASSERT_EQ(standIn->next().value_or(json())["manager"], "registered");
+    // Without the daemon's guid, as a system bus address is: a restarted daemon has
+    // another, and a client that was told one refuses any other.
+    const std::string address = bus->address().substr(0, bus->address().find(",guid="));
+    AgentUnderTest agent({address, scratch.file("home"), {}, ""});
+    ASSERT_TRUE(standIn->nextCall(kStarted));
+    ASSERT_TRUE(standIn->nextCall(kOnDisplay));
+    ASSERT_TRUE(standIn->nextCall(kOnDisplay));
+
+    // The daemon goes, and with it the agent's connection: the first proxy's death.
+    standIn.reset();
+    bus.reset();
+    ASSERT_TRUE(agent.waitForLog("Connection died", 2)) << agent.logText();
+
+    // The same address again, and a Manager on it: the link opens a new connection.
+    bus = std::make_unique<DbusDaemon>(scratch, DbusDaemon::Kind::Session, "bus");
+    ASSERT_EQ(bus->address().rfind(address, 0), 0u);
+    standIn = std::make_unique<ManagerStandIn>(bus->address());
+    std::vector<json> before;
+    const auto started = standIn->nextCall(kStarted, &before);
+    ASSERT_TRUE(started) << agent.logText();
+    EXPECT_EQ((*started)["args"], json::array({4242, 0}));
+    agent.process().signal(SIGTERM);
+    EXPECT_TRUE(standIn->nextCall("closing"));
+    EXPECT_EQ(ChildProcess::exitCode(agent.process().wait()), 0);
+}
+
 TEST(ManagerLinkSystemBusE2e, UnprivilegedAgentUnderThePackagedPolicy) {
     ScratchDirectory scratch;
     DbusDaemon bus(scratch, DbusDaemon::Kind::SystemWithPolicy);

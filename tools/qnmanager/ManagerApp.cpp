@@ -9,6 +9,7 @@
 #include <fstream>
 #include <ostream>
 #include <sstream>
+#include <system_error>
 
 #include "platform/linux/bus/ManagerWire.h"
 #include "tools/qnmanager/Notifier.h"
@@ -233,8 +234,12 @@ int ManagerApp::run() {
             return 2;
         }
     }
-    m_input =
-        m_loop.addIo(STDIN_FILENO, EPOLLIN, "commands", [this](std::uint32_t) { readInput(); });
+    try {
+        m_input =
+            m_loop.addIo(STDIN_FILENO, EPOLLIN, "commands", [this](std::uint32_t) { readInput(); });
+    } catch (const std::system_error&) {
+        // Stdin that cannot be watched (/dev/null, a file): no commands from there.
+    }
     tellReady(m_options.readyFd);
     const int r = m_loop.run();
     m_object.detach();

@@ -74,8 +74,12 @@ ManagerLink::~ManagerLink() {
 }
 
 bool ManagerLink::connect() {
-    if (m_connection && !m_connection->broken) {
+    // A connection can be found closed by a call before its Disconnected is dispatched.
+    if (m_connection && !m_connection->broken && sd_bus_is_open(m_connection->bus.get()) > 0) {
         return true;
+    }
+    if (m_connection && !m_connection->broken) {
+        disconnected();
     }
     auto connection = std::make_shared<Connection>();
     sd_bus* bus = nullptr;
@@ -131,7 +135,11 @@ ProxyRef ManagerLink::lookUp(const std::string& registeredName) {
                            "s", kManagerLocator.name);
     const char* owner = nullptr;
     if (r < 0 || sd_bus_message_read(reply.get(), "s", &owner) < 0 || owner == nullptr) {
-        // NameHasNoOwner, or a bus that went away: nobody to talk to now.
+        // NameHasNoOwner, or a bus that went away: nobody to talk to now. A lost bus is
+        // the next lookup's to open again.
+        if (sd_bus_is_open(m_connection->bus.get()) <= 0) {
+            disconnected();
+        }
         return ProxyRef();
     }
     m_owner = owner;

@@ -13,6 +13,7 @@
 
 #include <sstream>
 #include <string>
+#include <system_error>
 
 #include "app/OSX/QuintorUserAgent/QuintorUserAgent.h"
 #include "platform/linux/LinuxHost.h"
@@ -45,10 +46,14 @@ void placeFacts(sim::SimHost& simulated) {
 
 class Commands {
   public:
-    Commands(linux_host::EventLoop& loop, sim::SimHost& simulated)
-        : m_simulated(simulated),
-          m_source(loop.addIo(STDIN_FILENO, EPOLLIN, "test-commands",
-                              [this](std::uint32_t) { read(); })) {}
+    Commands(linux_host::EventLoop& loop, sim::SimHost& simulated) : m_simulated(simulated) {
+        try {
+            m_source = loop.addIo(STDIN_FILENO, EPOLLIN, "test-commands",
+                                  [this](std::uint32_t) { read(); });
+        } catch (const std::system_error&) {
+            // Stdin that cannot be watched (/dev/null): no commands.
+        }
+    }
 
   private:
     void read() {

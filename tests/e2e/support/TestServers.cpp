@@ -36,12 +36,14 @@ std::string sourceDirectory() {
     return builtProgram("QN_TEST_SOURCE_DIR");
 }
 
-DbusDaemon::DbusDaemon(const ScratchDirectory& scratch, Kind kind) {
+DbusDaemon::DbusDaemon(const ScratchDirectory& scratch, Kind kind, const std::string& socketName) {
     ChildProcess::Options options;
     options.argv = {"/usr/bin/dbus-daemon", "--nofork", "--nopidfile", "--print-address=3"};
     if (kind == Kind::Session) {
         options.argv.push_back("--session");
-        options.argv.push_back("--address=unix:dir=" + scratch.path());
+        options.argv.push_back(socketName.empty()
+                                   ? "--address=unix:dir=" + scratch.path()
+                                   : "--address=unix:path=" + scratch.file(socketName));
     } else {
         // The system bus's own rules, on a socket of our own, with the packaged policy.
         const std::string config = scratch.file("system-bus.conf");

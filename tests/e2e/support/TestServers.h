@@ -35,8 +35,10 @@ class DbusDaemon {
   public:
     enum class Kind { Session, SystemWithPolicy };
 
-    // Throws std::runtime_error when the daemon gives no address.
-    DbusDaemon(const ScratchDirectory& scratch, Kind kind);
+    // Throws std::runtime_error when the daemon gives no address. A session bus listens
+    // in the scratch folder; with `socketName` on that fixed socket, so that a daemon
+    // started again later is found at the same address.
+    DbusDaemon(const ScratchDirectory& scratch, Kind kind, const std::string& socketName = "");
     const std::string& address() const { return m_address; }
 
   private:
