@@ -1,5 +1,7 @@
 #include "app/OSX/QuintorUserAgent/MessagePanel.h"
 
+#include "app/OSX/QuintorUserAgent/WindowMessagePanel.h"
+
 #include <utility>
 
 namespace qn::app::osx::qnuapp {
@@ -15,7 +17,7 @@ MessagePanel::Factory& installedFactory() {
 
 MessagePanel* MessagePanel::make() {
     const auto& factory = installedFactory();
-    return factory ? factory() : nullptr;
+    return factory ? factory() : &WindowMessagePanel::instance();
 }
 
 MessagePanel::ScopedFactory::ScopedFactory(Factory factory)

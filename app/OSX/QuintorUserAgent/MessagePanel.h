@@ -2,8 +2,8 @@
 // The one thing the Manager notification observer asks of the message panel: show this
 // text, with this title, for a while. Each message gets a panel controller of its own
 // that nobody deletes (the panel closes itself when its time is up), so they come from a
-// factory that keeps them. The panel window stands behind this interface; until a
-// factory is installed, a message has nowhere to go and is dropped.
+// factory that keeps them. Without a factory of its own a message goes to the panel
+// window itself (WindowMessagePanel).
 
 #include <functional>
 #include <string>
@@ -23,8 +23,8 @@ class MessagePanel {
         showWindow_forTimeInterval_withTitle(message, interval, std::string());
     }
 
-    // A new controller from the installed factory, or null without one. The factory
-    // owns what it makes.
+    // A controller from the installed factory, or the panel window's. The factory owns
+    // what it makes.
     static MessagePanel* make();
 
     using Factory = std::function<MessagePanel*()>;

@@ -1,5 +1,7 @@
 #include "app/OSX/QuintorUserAgent/MessageWindowRecorder.h"
 
+#include "app/OSX/QuintorUserAgent/WindowMessagePanel.h"
+
 namespace qn::app::osx::qnuapp {
 
 class MessageWindowRecorder::Controller : public MessagePanel {
@@ -9,6 +11,9 @@ class MessageWindowRecorder::Controller : public MessagePanel {
     void showWindow_forTimeInterval_withTitle(const MessageText& message, int interval,
                                               const std::string& title) override {
         m_recorder.record(MessageWindowRequest{title, message, interval, m_number});
+        // The request is on record; the host still shows the panel.
+        WindowMessagePanel::instance().showWindow_forTimeInterval_withTitle(message, interval,
+                                                                            title);
     }
 
   private:
