@@ -1,6 +1,8 @@
 #include "platform/sim/SimRunLoop.h"
 
 #include <algorithm>
+#include <limits>
+#include <stdexcept>
 
 namespace qn::platform::sim {
 
@@ -50,10 +52,22 @@ bool SimRunLoop::runOneDueBy(Nanoseconds limit, bool worldOnly) {
 }
 
 void SimRunLoop::advance(Nanoseconds duration) {
-    const Nanoseconds target = now() + std::max<Nanoseconds>(duration, 0);
+    duration = std::max<Nanoseconds>(duration, 0);
+    if (duration > std::numeric_limits<Nanoseconds>::max() - now()) {
+        throw std::overflow_error("the virtual clock cannot advance that far");
+    }
+    const Nanoseconds target = now() + duration;
     while (runOneDueBy(target)) {
     }
     m_now.store(std::max(target, now()));
+}
+
+void SimRunLoop::advanceSeconds(double seconds) {
+    // The conversion itself is undefined beyond the integer's range.
+    if (!(seconds <= kLongestSeconds)) {
+        throw std::overflow_error("the virtual clock cannot advance that far");
+    }
+    advance(static_cast<Nanoseconds>(seconds * kSecond));
 }
 
 void SimRunLoop::runUntil(Nanoseconds horizon) {
@@ -62,7 +76,11 @@ void SimRunLoop::runUntil(Nanoseconds horizon) {
 }
 
 void SimRunLoop::sleep(Nanoseconds duration) {
-    const Nanoseconds target = now() + std::max<Nanoseconds>(duration, 0);
+    duration = std::max<Nanoseconds>(duration, 0);
+    if (duration > std::numeric_limits<Nanoseconds>::max() - now()) {
+        throw std::overflow_error("the virtual clock cannot advance that far");
+    }
+    const Nanoseconds target = now() + duration;
     while (runOneDueBy(target, true)) {
     }
     m_now.store(std::max(target, now()));

@@ -18,6 +18,8 @@ class SimRunLoop {
     using Nanoseconds = std::int64_t;
     using WorkId = std::uint64_t;
     static constexpr Nanoseconds kSecond = 1000000000;
+    // The whole seconds the clock can hold from its start.
+    static constexpr double kLongestSeconds = 9223372036.0;
 
     // Virtual time since the host was made.
     Nanoseconds now() const { return m_now.load(); }
@@ -34,8 +36,10 @@ class SimRunLoop {
     bool cancel(WorkId id);
 
     // Runs everything due up to now + duration, then leaves the clock there.
+    // Throws std::overflow_error, running nothing, when the clock cannot hold
+    // the end.
     void advance(Nanoseconds duration);
-    void advanceSeconds(double seconds) { advance(static_cast<Nanoseconds>(seconds * kSecond)); }
+    void advanceSeconds(double seconds);
     // Runs what is due now, including work that it schedules for now.
     void runPending() { advance(0); }
     // Runs until nothing is scheduled at or before the horizon; the clock ends at the last

@@ -17,6 +17,16 @@ bool base64Encode(const std::uint8_t* data, std::size_t length, std::string& out
     return true;
 }
 
+std::size_t base64EncodeInto(const std::uint8_t* data, std::size_t length, char* out,
+                             std::size_t capacity) {
+    std::size_t written = 0;
+    if (mbedtls_base64_encode(reinterpret_cast<unsigned char*>(out), capacity, &written, data,
+                              length) != 0) {
+        return 0;
+    }
+    return written;
+}
+
 bool base64Decode(std::string_view text, std::vector<std::uint8_t>& out) {
     const auto* src = reinterpret_cast<const unsigned char*>(text.data());
     std::size_t needed = 0;

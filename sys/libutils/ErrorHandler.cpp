@@ -1,6 +1,7 @@
 #include "sys/libutils/ErrorHandler.h"
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
@@ -15,9 +16,12 @@ namespace {
 
 std::atomic<bool> g_fatal{false};
 void (*g_formerAbortHandler)(int) = SIG_DFL;
+// Set once at installation, before the handler is, so the handler reads it
+// without the function static's guard.
+const logseam::LogSource* g_handlerSource = nullptr;
 
 const logseam::LogSource* handlerSource() {
-    static const logseam::LogSource source{"ErrorHandler", ""};
+    static const logseam::LogSource source{logseam::kSignalModule, ""};
     return &source;
 }
 
@@ -48,16 +52,19 @@ void terminateHandler() {
     fatalThenAbort("Unexpected exception thrown");
 }
 
+// Runs in signal context, maybe while the aborting thread holds the logger's
+// lock or is inside malloc: both lines go through the signal-safe write, into
+// buffers the logger made when it started.
 void abortHandler(int) {
     if (!enterFatalHandling()) {
         return;
     }
-    try {
-        const logseam::LogSource* source = handlerSource();
-        logFatal(source, "Aborting");
-        dumpOSCore(source);
-    } catch (...) {
-    }
+    const int savedErrno = errno;  // the interrupted code may still read it
+    const logseam::LogSource& source = *g_handlerSource;
+    logseam::writeFromSignal(source, logseam::kFatal, __FILE__, __LINE__, "Aborting");
+    logseam::writeFromSignal(source, logseam::kError, __FILE__, __LINE__,
+                             "dumpOSCore called - not yet implemented");
+    errno = savedErrno;
 }
 
 }  // namespace
@@ -65,7 +72,7 @@ void abortHandler(int) {
 void installErrorHandler() {
     static std::once_flag once;
     std::call_once(once, [] {
-        handlerSource();
+        g_handlerSource = handlerSource();
         std::set_terminate(&terminateHandler);
         g_formerAbortHandler = std::signal(SIGABRT, &abortHandler);
     });

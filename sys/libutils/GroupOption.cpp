@@ -40,7 +40,7 @@ GroupOption::GroupOption(std::string name, std::string title, std::string usageT
 GroupOption::~GroupOption() = default;
 
 std::unique_ptr<Option> GroupOption::clone() const {
-    throw InternalError(0, 0, L"option::GroupOption should never be cloned");
+    throw InternalError(1, 0, L"option::GroupOption should never be cloned");
 }
 
 void GroupOption::parseArguments(int& /*count*/, char** /*arguments*/) {}
@@ -214,7 +214,7 @@ AliasOption::AliasOption(GroupOption& group, std::string name, Option& target)
 }
 
 std::unique_ptr<Option> AliasOption::clone() const {
-    throw InternalError(0, 0, L"option::AliasOption should never be cloned");
+    throw InternalError(1, 0, L"option::AliasOption should never be cloned");
 }
 
 void AliasOption::parseArguments(int& count, char** arguments) {

@@ -45,6 +45,32 @@ bool nextField(std::string_view& s, std::string_view& field) {
     return true;
 }
 
+// Tab, printable ASCII and whole UTF-8 sequences (no overlong two-byte forms);
+// line breaks too, since a message may hold them.
+bool isPrintableText(std::string_view s) {
+    for (std::size_t i = 0; i < s.size();) {
+        const auto c = static_cast<unsigned char>(s[i]);
+        if (c == '\t' || c == '\n' || c == '\r' || (c >= 0x20 && c < 0x7F)) {
+            ++i;
+            continue;
+        }
+        const std::size_t length = c >= 0xC2 && c <= 0xDF   ? 2
+                                   : c >= 0xE0 && c <= 0xEF ? 3
+                                   : c >= 0xF0 && c <= 0xF4 ? 4
+                                                            : 0;
+        if (length == 0 || i + length > s.size()) {
+            return false;
+        }
+        for (std::size_t k = 1; k < length; ++k) {
+            if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) {
+                return false;
+            }
+        }
+        i += length;
+    }
+    return true;
+}
+
 }  // namespace
 
 void appendElapsed(std::string& out, std::int64_t ms) {
@@ -120,6 +146,21 @@ bool parse(std::string_view text, Fields& f) {
     f.message = rest;
     f.full = true;
     return true;
+}
+
+bool isLogLine(std::string_view text) {
+    Fields fields;
+    if (!isPrintableText(text) || !parse(text, fields)) {
+        return false;
+    }
+    if (!fields.full) {
+        return true;
+    }
+    bool known = false;
+    for (std::int32_t level = 0; const char* name = loglevel::levelName(level); ++level) {
+        known = known || fields.level == name;
+    }
+    return known && fields.place.find(':') != std::string_view::npos;
 }
 
 }  // namespace qn::sys::logline

@@ -30,5 +30,11 @@ struct Fields {
 // Splits a plain line into its fields; false when it has neither form.
 bool parse(std::string_view text, Fields& fields);
 
+// Whether a decrypted line, padding included, is one the logger writes: one
+// of the two forms, a level name in the full form, and nothing but tab, line
+// breaks (a message may hold them), printable ASCII and well-formed UTF-8. A
+// wrong key, vector or a damaged block fails this with near certainty.
+bool isLogLine(std::string_view text);
+
 }  // namespace logline
 }  // namespace qn::sys

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <fstream>
 #include <memory>
@@ -10,6 +11,7 @@
 
 #include "sys/libutils/Aes128.h"
 #include "sys/libutils/Logger.h"
+#include "sys/libutils/posix/FileDescriptor.h"
 
 // The concrete outputs of the logger. Only Logger::Output is meant for the rest
 // of the program; these are visible for the logger's own files and its tests.
@@ -22,15 +24,24 @@ namespace qn::sys::logoutput {
 // Composes a line in its line type, armours it and writes it to one stream.
 class OutputImpl : public Logger::Output {
   public:
-    OutputImpl(std::ostream* stream, std::int32_t lineType);
+    // fd is the descriptor behind the stream for writes from a signal handler,
+    // or -1 for none.
+    OutputImpl(std::ostream* stream, std::int32_t lineType, int fd = -1);
     ~OutputImpl() override;
     void write(std::int64_t elapsed, std::int32_t level, const char* file, std::int32_t line,
                const std::string& module, const std::string& instance, const char* thread,
                const std::string& message) override;
+    // Composes, armours and writes into the buffers below; a longer line is cut.
+    void writeFromSignal(std::int64_t elapsed, std::int32_t level, const char* file,
+                         std::int32_t line, const std::string& module, const std::string& instance,
+                         const char* message) override;
 
   private:
     std::ostream* m_stream;
     std::int32_t m_lineType;
+    int m_fd;
+    std::array<char, 512> m_signalPlain{};
+    std::array<char, 4 * 512 / 3 + 8> m_signalArmoured{};
     std::unique_ptr<encryption::Aes128> m_cipher;
     encryption::Block<16> m_chainingVector;
     std::string m_plain, m_armoured;  // kept to spare an allocation per line
@@ -48,6 +59,9 @@ class FileOutput : public Logger::Output {
     void write(std::int64_t elapsed, std::int32_t level, const char* file, std::int32_t line,
                const std::string& module, const std::string& instance, const char* thread,
                const std::string& message) override;
+    void writeFromSignal(std::int64_t elapsed, std::int32_t level, const char* file,
+                         std::int32_t line, const std::string& module, const std::string& instance,
+                         const char* message) override;
 
     const std::string& fileName() const { return m_fileName; }
     std::int32_t mode() const { return m_mode; }
@@ -62,6 +76,7 @@ class FileOutput : public Logger::Output {
     void open(std::int32_t mode);
 
     std::unique_ptr<FileRemovedOrRenamedChecker> m_checker;  // null if the file cannot be watched
+    FileDescriptor m_fd;  // the same file, for writes from a signal handler
     std::unique_ptr<std::ofstream> m_stream;
     std::unique_ptr<OutputImpl> m_inner;
     std::string m_fileName;
@@ -79,6 +94,9 @@ class MultiOutput : public Logger::Output {
     void write(std::int64_t elapsed, std::int32_t level, const char* file, std::int32_t line,
                const std::string& module, const std::string& instance, const char* thread,
                const std::string& message) override;
+    void writeFromSignal(std::int64_t elapsed, std::int32_t level, const char* file,
+                         std::int32_t line, const std::string& module, const std::string& instance,
+                         const char* message) override;
 
   private:
     std::vector<Logger::Output*> m_outputs;

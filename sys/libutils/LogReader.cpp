@@ -19,33 +19,6 @@ bool isBase64Text(std::string_view s) {
     return true;
 }
 
-// Does the first block look like the start of a line? `strict` allows only
-// printable ASCII, which makes a chance match of a wrong vector negligible.
-bool looksLikeLineStart(const std::string& text, bool strict) {
-    const std::size_t n = text.size() < 16 ? text.size() : 16;
-    for (std::size_t i = 0; i < n; ++i) {
-        const auto c = static_cast<unsigned char>(text[i]);
-        const bool control = c < 0x20 && c != '\t' && c != '\n' && c != '\r';
-        if (control || c == 0x7F || (strict && c >= 0x80))
-            return false;
-    }
-    if (text[0] == '[')
-        return true;
-    // Full form: the time field, whose hours have at least two digits.
-    std::size_t i = 0;
-    while (i < n && text[i] >= '0' && text[i] <= '9')
-        ++i;
-    if (i < 2)
-        return false;
-    const char* rest = ":##:##.###\t";
-    for (std::size_t k = 0; rest[k] != '\0' && i < n; ++k, ++i) {
-        const char want = rest[k];
-        if (want == '#' ? (text[i] < '0' || text[i] > '9') : text[i] != want)
-            return false;
-    }
-    return true;
-}
-
 }  // namespace
 
 LogReader::LogReader() {
@@ -58,6 +31,8 @@ LogReader::~LogReader() = default;
 
 void LogReader::reset() {
     m_haveChain = false;
+    m_haveGood = false;
+    m_previousBad = false;
     m_chain.clear();
 }
 
@@ -80,28 +55,33 @@ LogReader::Result LogReader::read(std::string_view line, std::string& text) {
         return Result::NotArmoured;
 
     const encryption::Block<16> zero;
-    std::string chained, fresh;
-    bool chainedOk = m_haveChain && decryptWith(m_chain, chained);
-    bool freshOk = decryptWith(zero, fresh);
-    // Prefer the chain; fall back to a zero vector, strictly first.
-    int pick = 0;
-    for (bool strict : {true, false}) {
-        if (chainedOk && looksLikeLineStart(chained, strict)) {
-            pick = 1;
-            break;
-        }
-        if (freshOk && looksLikeLineStart(fresh, strict)) {
-            pick = 2;
-            break;
+    const encryption::Block<16>* vectors[3] = {};
+    std::size_t count = 0;
+    if (m_haveChain) {
+        vectors[count++] = &m_chain;
+    }
+    if (m_previousBad && m_haveGood) {
+        vectors[count++] = &m_lastGood;
+    }
+    vectors[count++] = &zero;
+    const encryption::Block<16>* picked = nullptr;
+    for (std::size_t i = 0; i < count && picked == nullptr; ++i) {
+        if (decryptWith(*vectors[i], text) && logline::isLogLine(text)) {
+            picked = vectors[i];
         }
     }
+    m_restarted = picked == &zero;
+    const bool hadChain = m_haveChain;
     // Whatever came of it, the next line chains from this one's last block.
     std::memcpy(m_chain.data(), m_cipherText.data() + m_cipherText.size() - 16, 16);
     m_haveChain = true;
-    if (pick == 0)
-        return Result::Undecryptable;
-    text = pick == 1 ? std::move(chained) : std::move(fresh);
-    m_restarted = pick == 2;
+    m_previousBad = picked == nullptr;
+    if (picked == nullptr) {
+        text.clear();
+        return hadChain ? Result::Damaged : Result::Undecryptable;
+    }
+    m_lastGood = m_chain;
+    m_haveGood = true;
     // Drop the blank padding of the last block; a line never gains more than 15.
     std::size_t pad = 0;
     while (pad < 15 && pad < text.size() && text[text.size() - 1 - pad] == ' ')

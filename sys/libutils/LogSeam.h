@@ -24,7 +24,15 @@ struct Sink {
     bool (*isEnabled)(const LogSource& source, int level);
     void (*write)(const LogSource& source, int level, const char* file, int line,
                   const std::string& message);
+    // From a signal handler: allocates nothing, takes no lock, and writes with
+    // write(2) only; it may be null.
+    void (*writeFromSignal)(const LogSource& source, int level, const char* file, int line,
+                            const char* message) = nullptr;
 };
+
+// The module that writes from a signal handler (the error handler's); a logger
+// makes it, with its outputs and their buffers, when it starts.
+inline constexpr const char* kSignalModule = "ErrorHandler";
 
 // Installs a sink and returns the former one; a sink with null members writes nothing.
 Sink setSink(Sink sink);
@@ -32,6 +40,9 @@ Sink setSink(Sink sink);
 bool isEnabled(const LogSource& source, int level);
 void write(const LogSource& source, int level, const char* file, int line,
            const std::string& message);
+// Async-signal-safe; the sink checks the level without locking.
+void writeFromSignal(const LogSource& source, int level, const char* file, int line,
+                     const char* message);
 
 }  // namespace qn::sys::logseam
 

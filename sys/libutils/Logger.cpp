@@ -94,6 +94,17 @@ void seamWrite(const logseam::LogSource& source, int level, const char* file, in
         g_current->getModule(source.module)->write(level, file, line, source.instance, message);
 }
 
+// The error handler's module, made with the logger so that a signal handler
+// finds it without the lock and without building anything.
+std::atomic<Logger::Module*> g_signalModule{nullptr};
+
+void seamWriteFromSignal(const logseam::LogSource& source, int level, const char* file, int line,
+                         const char* message) {
+    Logger::Module* module = g_signalModule.load();
+    if (module != nullptr && module->name() == source.module)
+        module->writeFromSignal(level, file, line, source.instance, message);
+}
+
 }  // namespace
 
 class Logger::Module::FanOut : public logoutput::MultiOutput {};
@@ -194,7 +205,8 @@ Logger::Logger(const std::string& name, std::int32_t verbosity, bool useStderr, 
     impl.timerStart = CurrentMicroseconds();
     impl.timerRunning = true;
     g_current = this;
-    logseam::setSink({seamIsEnabled, seamWrite});
+    g_signalModule = getModule(logseam::kSignalModule);
+    logseam::setSink({seamIsEnabled, seamWrite, seamWriteFromSignal});
     if (withLogFile) {
         Logged banner(*this, name, std::string());
         QN_LOG(banner, ALWAYS) << startedAt("Started at ");
@@ -205,6 +217,8 @@ Logger::~Logger() {
     std::lock_guard<Mutex> guard(globalLock());
     if (g_current == this)
         g_current = nullptr;
+    if (g_signalModule.load() != nullptr && g_signalModule.load()->logger() == this)
+        g_signalModule = nullptr;
     delete m_impl;
 }
 
@@ -309,13 +323,13 @@ Logger::Output* Logger::getOutput(const std::string& name) {
 
 Logger::Output* Logger::stderrOutput() {
     std::lock_guard<Mutex> guard(globalLock());
-    static OutputImpl output(&std::cerr, 0);
+    static OutputImpl output(&std::cerr, 0, STDERR_FILENO);
     return &output;
 }
 
 Logger::Output* Logger::stdoutOutput() {
     std::lock_guard<Mutex> guard(globalLock());
-    static OutputImpl output(&std::cout, 0);
+    static OutputImpl output(&std::cout, 0, STDOUT_FILENO);
     return &output;
 }
 
@@ -372,6 +386,17 @@ void Logger::Module::write(std::int32_t level, const char* file, std::int32_t li
     }
     const std::int64_t elapsed = m_logger->elapsedMilliseconds();
     fanOut->write(elapsed, level, baseName(file), line, m_name, instance, threadName(), message);
+}
+
+void Logger::Module::writeFromSignal(std::int32_t level, const char* file, std::int32_t line,
+                                     const std::string& instance, const char* message) {
+    if (level < 0 || level >= loglevel::COUNT || verbosity() < level)
+        return;
+    const std::int64_t elapsed = m_logger->elapsedMilliseconds();
+    for (const auto& [output, accepted] : m_outputs)
+        if (accepted >= level)
+            output->writeFromSignal(elapsed, level, baseName(file), line, m_name, instance,
+                                    message);
 }
 
 // --- Logged ---

@@ -37,6 +37,12 @@ class Logger {
                            std::int32_t line, const std::string& module,
                            const std::string& instance, const char* thread,
                            const std::string& message) = 0;
+        // The same line from a signal handler: no allocation, no lock, only
+        // write(2). Outputs that cannot do that write nothing.
+        virtual void writeFromSignal(std::int64_t /*elapsed*/, std::int32_t /*level*/,
+                                     const char* /*file*/, std::int32_t /*line*/,
+                                     const std::string& /*module*/, const std::string& /*instance*/,
+                                     const char* /*message*/) {}
     };
 
     // A caller-supplied sink that receives each armoured line as one call.
@@ -125,6 +131,10 @@ class Logger::Module {
 
     void write(std::int32_t level, const char* file, std::int32_t line, const std::string& instance,
                const std::string& message);
+    // From a signal handler: no lock, no allocation; reads the outputs as they
+    // stand, which only the interrupted thread could be changing.
+    void writeFromSignal(std::int32_t level, const char* file, std::int32_t line,
+                         const std::string& instance, const char* message);
     // Stores level and outputs and drops the per-level fan-outs.
     void reconfigure(std::int32_t level, OutputLevels outputs);
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <exception>
+#include <string>
+#include <utility>
 
 namespace qn::sys {
 
@@ -28,6 +30,16 @@ class PersistBadFlags : public PersistException {
 class PersistBadAccess : public PersistException {
   public:
     const char* what() const noexcept override { return "Persistent access failure"; }
+};
+
+// The hive could not be replaced; the old file is whole. The text says why.
+class PersistWriteFailed : public PersistException {
+  public:
+    explicit PersistWriteFailed(std::string reason) : m_reason(std::move(reason)) {}
+    const char* what() const noexcept override { return m_reason.c_str(); }
+
+  private:
+    std::string m_reason;
 };
 
 }  // namespace qn::sys

@@ -4,12 +4,14 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 
 #include "sys/libutils/Exception.h"
 #include "sys/libutils/HivePath.h"
 #include "sys/libutils/MarkupDocument.h"
 #include "sys/libutils/PersistException.h"
 #include "sys/libutils/PersistTree.h"
+#include "tools/qnhive/HiveLock.h"
 
 namespace qn::tools {
 
@@ -43,8 +45,13 @@ void printUsage(std::ostream& out) {
         << ".\n"
            "A file that is not a hive is never rewritten.\n"
            "\n"
+           "set replaces the file by a new one written beside it, so a failed write\n"
+           "leaves it whole; sets of several qnhive processes wait for each other\n"
+           "through the lock file PATH.lock.\n"
+           "\n"
            "Exit status: 0 done, 1 not found, 2 bad usage, 3 not a hive or not\n"
-           "readable, 4 a value or name the hive cannot store safely.\n";
+           "readable, 4 a value or name the hive cannot store safely, 5 the change\n"
+           "could not be written (the file is as it was).\n";
 }
 
 // What a look at the file's raw bytes found.
@@ -95,17 +102,34 @@ Inspection inspect(const std::string& path) {
     return result;
 }
 
-void printKeys(MarkupDocument& document, int depth, std::ostream& out) {
-    const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
-    while (document.findElement()) {
+// Keys nested deeper than this are not printed: the indentation alone would
+// grow with the square of the depth.
+constexpr int kMaxPrintDepth = 1000;
+
+// Walks the keys without recursion, so a hostile nesting cannot exhaust the
+// stack. False when the keys nest deeper than kMaxPrintDepth.
+bool printKeys(MarkupDocument& document, std::ostream& out) {
+    int depth = 0;
+    for (;;) {
+        if (!document.findElement()) {
+            if (depth == 0) {
+                return true;
+            }
+            document.leaveElement();
+            --depth;
+            continue;
+        }
+        const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
         const std::uint32_t index = document.getCurrentIndex();
         const std::string tag = document.getTagName();
         const std::string name = document.getAttribute(index, "name");
         if (tag == "node") {
+            if (depth == kMaxPrintDepth) {
+                return false;
+            }
             out << indent << name << "\n";
             document.enterElement();
-            printKeys(document, depth + 1, out);
-            document.leaveElement();
+            ++depth;
         } else if (tag == "value") {
             out << indent << name << " = \"" << document.getElementData(index) << "\"\n";
         }
@@ -173,6 +197,9 @@ class Tool {
             if (command == "set" && arguments.size() >= 4) {
                 return set(arguments);
             }
+        } catch (const sys::PersistWriteFailed& failure) {
+            m_err << "qnhive: not written: " << failure.what() << "\n";
+            return HiveToolNotWritten;
         } catch (const char* text) {
             m_err << m_path << ": " << text << "\n";
             return HiveToolNotAHive;
@@ -209,7 +236,13 @@ class Tool {
             return notAHive(inspection);
         }
         inspection.document.enterElement();
-        printKeys(inspection.document, 0, m_out);
+        std::ostringstream text;
+        if (!printKeys(inspection.document, text)) {
+            m_err << m_path << ": keys nested deeper than " << kMaxPrintDepth
+                  << " levels; not printed\n";
+            return HiveToolNotAHive;
+        }
+        m_out << text.str();
         return HiveToolOk;
     }
 
@@ -248,6 +281,9 @@ class Tool {
                 return HiveToolRefused;
             }
         }
+        // The whole read-modify-write, so that a waiting writer edits the text
+        // the one before it wrote.
+        const HiveLock lock(m_path);
         // A missing file is created from the template, as the agent would; a
         // file that is there must be a hive, or it is left as it is.
         const Inspection inspection = inspect(m_path);

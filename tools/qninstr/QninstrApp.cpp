@@ -6,6 +6,7 @@
 #include <ctime>
 #include <iomanip>
 #include <memory>
+#include <string>
 
 #include "sys/libutils/Exception.h"
 #include "sys/libutils/GroupOption.h"
@@ -44,6 +45,20 @@ int QninstrApp::run(int argc, char** argv) {
     AliasOption longWatch(options, "-watch", watch);
     AliasOption longHelp(options, "-help", help);
 
+    // The option walk reads numbers leniently ("abc" is 0, so -count abc
+    // would watch for ever): the numeric options are checked here first.
+    for (int i = 1; i + 1 < argc; ++i) {
+        const std::string name = argv[i];
+        const std::string word = argv[i + 1];
+        if ((name == "-count" || name == "--count" || name == "-interval" ||
+             name == "--interval") &&
+            (word.empty() || word.size() > 9 ||
+             word.find_first_not_of("0123456789") != std::string::npos)) {
+            m_err << "qninstr: " << name << " takes a whole number from 0 to 999999999, not \""
+                  << word << "\"" << std::endl;
+            return kUsage;
+        }
+    }
     int left = argc;
     try {
         options.parse(left, argv);

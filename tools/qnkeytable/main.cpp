@@ -1,7 +1,9 @@
 // qnkeytable: writes the scrambled key table, its mask and its salt as a C++
 // source file that replaces the default one of the build.
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -82,7 +84,19 @@ int main(int argc, char** argv) {
         } else if (arg == "-o" && i + 1 < argc) {
             outName = argv[++i];
         } else if (arg == "--identity" && i + 1 < argc) {
-            identity = std::uint32_t(std::strtoul(argv[++i], nullptr, 10));
+            // strtoul takes "-1" and wraps it; only plain decimal words pass.
+            const std::string word = argv[++i];
+            char* end = nullptr;
+            errno = 0;
+            const unsigned long value = std::strtoul(word.c_str(), &end, 10);
+            if (word.empty() || word.find_first_not_of("0123456789") != std::string::npos ||
+                errno == ERANGE || value > 0xFFFFFFFFUL) {
+                std::cerr << "qnkeytable: --identity takes a decimal number from 0 to 4294967295, "
+                             "not \""
+                          << word << "\"\n";
+                return 2;
+            }
+            identity = static_cast<std::uint32_t>(value);
         } else if (keyText.empty() && !arg.empty() && arg[0] != '-') {
             keyText = arg;
         } else {

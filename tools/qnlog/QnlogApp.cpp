@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "sys/libutils/LogLevel.h"
@@ -28,7 +29,11 @@ void QnlogApp::usage(std::ostream& out) {
            "\n"
            "Lines that are not part of an armoured log are reported on standard error\n"
            "with their line number, and reading goes on.\n"
-           "Exit status: 0 every line was read, 1 some lines could not be read,\n"
+           "A line that is armoured but does not decrypt to a log line is reported as\n"
+           "damaged; the lines around it are still read. With -f, rotated files that\n"
+           "were gone before they could be opened are reported as missed.\n"
+           "Exit status: 0 every line was read, 1 some lines could not be read or\n"
+           "files were missed,\n"
            "2 wrong usage or a file that cannot be opened.\n";
 }
 
@@ -46,6 +51,12 @@ void QnlogApp::readLine(std::string_view line, const std::string& source, std::s
             m_unreadable = true;
             m_err << "qnlog: " << source << ":" << number << ": not an armoured log line\n";
             break;
+        case sys::LogReader::Result::Damaged:
+            m_unreadable = true;
+            ++m_damaged;
+            m_err << "qnlog: " << source << ":" << number
+                  << ": damaged: it does not decrypt to a log line\n";
+            break;
         case sys::LogReader::Result::Undecryptable:
             m_unreadable = true;
             m_err << "qnlog: " << source << ":" << number
@@ -54,12 +65,59 @@ void QnlogApp::readLine(std::string_view line, const std::string& source, std::s
     }
 }
 
+void QnlogApp::overlongLine(const std::string& source, std::size_t number) {
+    m_unreadable = true;
+    ++m_damaged;
+    m_err << "qnlog: " << source << ":" << number << ": damaged: longer than "
+          << LogFollower::kMaxLine << " bytes, skipped\n";
+}
+
+void QnlogApp::reportDamage() {
+    if (m_damaged > 0) {
+        m_err << "qnlog: " << m_damaged
+              << (m_damaged == 1 ? " damaged line\n" : " damaged lines\n");
+    }
+}
+
 int QnlogApp::readStream(std::istream& in, const std::string& source) {
     startSource();
+    // Read through the buffer so that a line past the bound costs no memory.
+    std::streambuf& buffer = *in.rdbuf();
     std::string line;
     std::size_t number = 0;
-    while (std::getline(in, line))
-        readLine(line, source, ++number);
+    bool overlong = false;
+    bool any = false;
+    for (int c; (c = buffer.sbumpc()) != std::char_traits<char>::eof();) {
+        any = true;
+        if (c != '\n') {
+            if (overlong) {
+                continue;
+            }
+            if (line.size() == LogFollower::kMaxLine) {
+                overlong = true;
+                line.clear();
+                line.shrink_to_fit();
+                continue;
+            }
+            line.push_back(static_cast<char>(c));
+            continue;
+        }
+        if (overlong) {
+            overlongLine(source, ++number);
+        } else {
+            readLine(line, source, ++number);
+        }
+        line.clear();
+        overlong = false;
+        any = false;
+    }
+    if (any) {  // the last line needs no newline
+        if (overlong) {
+            overlongLine(source, ++number);
+        } else {
+            readLine(line, source, ++number);
+        }
+    }
     m_out.flush();
     return kAllRead;
 }
@@ -72,21 +130,36 @@ int QnlogApp::follow(const std::string& path) {
     }
     startSource();
     std::size_t number = 0;
-    const auto onLine = [&](std::string_view line) { readLine(line, path, ++number); };
+    const auto onLine = [&](std::string_view line, bool whole) {
+        if (whole) {
+            readLine(line, path, ++number);
+        } else {
+            overlongLine(path, ++number);
+        }
+    };
     const auto onNewFile = [&]() {
         startSource();
         number = 0;
         if (m_reportRestarts)
             m_err << "qnlog: " << path << ": the file was rotated; reading the new one\n";
     };
-    while (!m_stop) {
-        if (!follower.poll(onLine, onNewFile)) {
-            m_out.flush();
-            ::usleep(200 * 1000);
+    std::size_t missed = 0;
+    for (bool last = false; !last;) {
+        // One more round after a stop, for what was written before it.
+        last = m_stop;
+        follower.poll(onLine, onNewFile);
+        if (follower.missedFiles() != missed) {
+            m_err << "qnlog: " << path << ": " << follower.missedFiles() - missed
+                  << " rotated file(s) missed: gone before they could be opened\n";
+            missed = follower.missedFiles();
+        }
+        m_out.flush();
+        if (!last) {
+            follower.wait(200);
         }
     }
-    m_out.flush();
-    return m_unreadable ? kSomeUnreadable : kAllRead;
+    reportDamage();
+    return m_unreadable || missed > 0 ? kSomeUnreadable : kAllRead;
 }
 
 int QnlogApp::run(const std::vector<std::string>& args) {
@@ -121,6 +194,13 @@ int QnlogApp::run(const std::vector<std::string>& args) {
             return kUsage;
         }
     }
+    for (const std::string& name : files) {
+        std::error_code error;
+        if (name != "-" && std::filesystem::is_directory(name, error)) {
+            m_err << "qnlog: " << name << " is a directory; name the log files in it\n";
+            return kUsage;
+        }
+    }
     if (followMode) {
         if (files.size() != 1 || files[0] == "-") {
             m_err << "qnlog: -f follows exactly one file\n";
@@ -144,6 +224,7 @@ int QnlogApp::run(const std::vector<std::string>& args) {
         }
         readStream(file, name);
     }
+    reportDamage();
     if (status == kAllRead && m_unreadable)
         status = kSomeUnreadable;
     return status;

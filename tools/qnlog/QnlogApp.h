@@ -27,8 +27,11 @@ class QnlogApp {
 
     // One input line, numbered within its source; for the tests and the fuzzer.
     void readLine(std::string_view line, const std::string& source, std::size_t number);
+    // A line past the reader's bound, of which nothing was kept.
+    void overlongLine(const std::string& source, std::size_t number);
     void startSource() { m_reader.reset(); }
     bool sawUnreadable() const { return m_unreadable; }
+    std::size_t damagedLines() const { return m_damaged; }
     LineFilter& filter() { return m_filter; }
 
     static void usage(std::ostream& out);
@@ -36,6 +39,7 @@ class QnlogApp {
   private:
     int readStream(std::istream& in, const std::string& source);
     int follow(const std::string& path);
+    void reportDamage();
 
     std::istream& m_in;
     std::ostream& m_out;
@@ -45,6 +49,7 @@ class QnlogApp {
     std::string m_text;
     bool m_reportRestarts = false;
     bool m_unreadable = false;
+    std::size_t m_damaged = 0;
     std::atomic<bool> m_stop{false};
 };
 

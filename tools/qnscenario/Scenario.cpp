@@ -468,6 +468,8 @@ const std::map<std::string, StepBuilder>& stepBuilders() {
 }
 
 // Steps that stand in for the agent, meaningless while the agent itself runs.
+constexpr int kMaxNesting = 64;
+
 const std::set<std::string>& standInSteps() {
     static const std::set<std::string> steps{"connect", "call", "observe", "watchDisplays",
                                              "showMessage"};
@@ -477,6 +479,10 @@ const std::set<std::string>& standInSteps() {
 }  // namespace
 
 Scenario parseScenario(const std::string& text) {
+    // The JSON library and the conversion to host values recurse per level.
+    if (const int deep = lineNestedDeeperThan(text, kMaxNesting); deep != 0) {
+        throw ScenarioError(deep, "nested deeper than " + std::to_string(kMaxNesting) + " levels");
+    }
     json document;
     try {
         document = json::parse(text);
@@ -507,6 +513,7 @@ Scenario parseScenario(const std::string& text) {
     }
     const auto lines = arrayElementLines(text, "steps");
     std::size_t index = 0;
+    double clock = 0;
     for (const auto& step : document["steps"]) {
         const int line = index < lines.size() ? lines[index] : stepsReader.line();
         ++index;
@@ -526,6 +533,14 @@ Scenario parseScenario(const std::string& text) {
         ScenarioStep played{line, kind, 0, builder->second(step.begin().value(), stepReader)};
         if (kind == "advance") {
             played.advance = stepReader.number(step.begin().value(), "advance");
+            // The virtual clock counts whole nanoseconds in 64 bits.
+            clock += played.advance;
+            if (!(clock <= platform::sim::SimRunLoop::kLongestSeconds)) {
+                stepReader.fail("the virtual clock cannot go past " +
+                                std::to_string(static_cast<long long>(
+                                    platform::sim::SimRunLoop::kLongestSeconds)) +
+                                " s");
+            }
         }
         scenario.steps.push_back(std::move(played));
     }

@@ -1,5 +1,11 @@
 // qnscenario: plays a scenario file on the simulated host and prints the transcript.
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -60,6 +66,21 @@ int main(int argc, char** argv) {
     if (path.empty()) {
         std::cerr << kUsage;
         return 2;
+    }
+    if (std::filesystem::is_directory(path)) {
+        std::cerr << "qnscenario: " << path << " is a directory, not a scenario file\n";
+        return 2;
+    }
+    if (!logDirectory.empty()) {
+        // The agent's logger drops what it cannot write; find out here instead.
+        const std::string log = logDirectory + "/QuintorUserAgent.log";
+        const int fd = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+        if (fd < 0) {
+            std::cerr << "qnscenario: --log-dir " << logDirectory << ": cannot write " << log
+                      << ": " << std::strerror(errno) << "\n";
+            return 2;
+        }
+        ::close(fd);
     }
     std::ifstream file(path);
     if (!file) {

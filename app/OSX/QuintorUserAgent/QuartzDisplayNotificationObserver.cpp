@@ -129,15 +129,18 @@ void QuartzDisplayNotificationObserver::reconfigurationDisplay_withFlags(
     CGDirectDisplayID id, CGDisplayChangeSummaryFlags flags) {
     QNUA_LOG(Logger::DEBUG) << "Display with id 0x" << std::hex << id
                             << " reconfigured with flags 0x" << flags;
-    if ((flags & 48) == 48) {
+    if ((flags & (platform::kCGDisplayAddFlag | platform::kCGDisplayRemoveFlag)) ==
+        (platform::kCGDisplayAddFlag | platform::kCGDisplayRemoveFlag)) {
         QNUA_LOG(Logger::WARN) << "Both kCGDisplayAddFlag and kCGDisplayRemoveFlag flags set! "
                                   "Correction for Maveric already in code.";
     }
-    if ((flags & 768) == 768) {
+    if ((flags & (platform::kCGDisplayEnabledFlag | platform::kCGDisplayDisabledFlag)) ==
+        (platform::kCGDisplayEnabledFlag | platform::kCGDisplayDisabledFlag)) {
         QNUA_LOG(Logger::ERROR)
             << "Both kCGDisplayEnabledFlag and kCGDisplayDisabledFlag flags set!";
     }
-    if ((flags & 3072) == 3072) {
+    if ((flags & (platform::kCGDisplayMirrorFlag | platform::kCGDisplayUnMirrorFlag)) ==
+        (platform::kCGDisplayMirrorFlag | platform::kCGDisplayUnMirrorFlag)) {
         QNUA_LOG(Logger::ERROR)
             << "Both kCGDisplayMirrorFlag and kCGDisplayUnMirrorFlag flags set!";
     }

@@ -123,6 +123,11 @@ TEST(Qninstr, HelpAndBadArgumentsAnswerWithTheUsage) {
     EXPECT_EQ(out, "Unknown argument: -bogus\n");
     EXPECT_NE(err.find("Usage: qninstr "), std::string::npos);
     EXPECT_EQ(runTool({"operand"}, out, err), kUsage);
+    // A word that is no number would read as 0 and watch for ever.
+    EXPECT_EQ(runTool({"-watch", "-count", "abc"}, out, err), kUsage);
+    EXPECT_EQ(err, "qninstr: -count takes a whole number from 0 to 999999999, not \"abc\"\n");
+    EXPECT_EQ(runTool({"--watch", "--interval", "-1"}, out, err), kUsage);
+    EXPECT_NE(err.find("--interval takes a whole number"), std::string::npos) << err;
 }
 
 }  // namespace

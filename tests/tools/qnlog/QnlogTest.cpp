@@ -112,7 +112,7 @@ TEST(LogFollower, FollowsAGrowingFileAcrossRotation) {
     int newFiles = 0;
     std::size_t number = 0;
     LogFollower follower(path);
-    const auto onLine = [&](std::string_view line) { app.readLine(line, path, ++number); };
+    const auto onLine = [&](std::string_view line, bool) { app.readLine(line, path, ++number); };
     const auto onNewFile = [&] {
         ++newFiles;
         number = 0;
