@@ -37,7 +37,12 @@ std::vector<std::string> mergedEnvironment(const std::vector<std::string>& added
             result.push_back(entry);
         }
     }
-    result.insert(result.end(), added.begin(), added.end());
+    // A bare NAME only takes the variable away.
+    for (const auto& a : added) {
+        if (a.find('=') != std::string::npos) {
+            result.push_back(a);
+        }
+    }
     return result;
 }
 

@@ -18,7 +18,8 @@ class ChildProcess {
   public:
     struct Options {
         std::vector<std::string> argv;
-        // NAME=VALUE added to (or replacing in) the test's environment.
+        // NAME=VALUE added to (or replacing in) the test's environment; a bare NAME
+        // removes it.
         std::vector<std::string> environment;
         bool pipeStdin = false;
         bool pipeStdout = false;
