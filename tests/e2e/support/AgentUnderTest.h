@@ -7,9 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "tests/e2e/support/ChildProcess.h"
+#include "tests/support/ChildProcess.h"
 
 namespace qn::tests::e2e {
+
+using ChildProcess = test::ChildProcess;
 
 class AgentUnderTest {
   public:
