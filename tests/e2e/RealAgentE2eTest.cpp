@@ -416,6 +416,10 @@ TEST_F(RealAgentE2e, AnAdapterOutputIsReportedWithTheIndexTheRegistryFound) {
     expectReport(reports.at(displays.at("DUMMY1").id), displays.at("DUMMY1"), kAdd, 1);
     expectReport(reports.at(displays.at("DUMMY0").id), displays.at("DUMMY0"), kAdd, kNoAdapter);
     EXPECT_GE(agent->countInLog("FB index not found"), 1);
+    // umockdev-run passes the signal on and ends with the agent's status.
+    agent->process().signal(SIGTERM);
+    EXPECT_TRUE(manager->nextCall("closing"));
+    EXPECT_EQ(agentStatus(), 0);
 }
 
 }  // namespace
