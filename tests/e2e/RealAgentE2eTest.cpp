@@ -141,6 +141,9 @@ class RealAgentE2e : public ::testing::Test {
         }
         // No PipeWire of the machine's: the agent runs without audio.
         environment.push_back("XDG_RUNTIME_DIR=" + scratch.path());
+        // Under the leak checker: the agent's one known leak is let through, no other.
+        environment.push_back("LSAN_OPTIONS=suppressions=" + sourceDirectory() +
+                              "/tests/e2e/agent.lsan");
         AgentUnderTest::Options options{.busAddress = bus->address(),
                                         .home = scratch.file(home),
                                         .environment = std::move(environment),
