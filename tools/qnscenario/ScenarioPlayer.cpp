@@ -72,6 +72,8 @@ nlohmann::ordered_json windowLine(const platform::sim::SimWindow& window,
         {"window", "shown"},     {"id", window.id},
         {"title", window.title}, {"text", text},
         {"link", link},          {"frame", {f.origin.x, f.origin.y, f.size.width, f.size.height}}};
+}
+
 // A property written to an audio device, on the thread that wrote it.
 nlohmann::ordered_json audioLine(const platform::sim::SimCoreAudio::SetCall& call) {
     std::string selector;
