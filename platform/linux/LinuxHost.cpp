@@ -1,5 +1,15 @@
 #include "platform/linux/LinuxHost.h"
 
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include "platform/linux/audio/PipeWireAudio.h"
+#include "platform/linux/login/LoginEvents.h"
+#include "platform/linux/login/LoginSession.h"
+#include "platform/linux/panel/X11PanelAppKit.h"
+#include "platform/linux/sysfs/SysfsIOKit.h"
+#include "platform/linux/x11/X11Quartz.h"
+
 namespace qn::platform::linux_host {
 
 LinuxHost::LinuxHost(ManagerLink::BusOpener openBus)
@@ -7,9 +17,88 @@ LinuxHost::LinuxHost(ManagerLink::BusOpener openBus)
       m_foundation(m_loop, m_mainQueue),
       m_dispatch(m_loop, m_mainQueue),
       m_managerLink(m_loop, m_mainQueue, m_foundation.defaultCenter(),
-                    m_foundation.distributedCenter(), std::move(openBus)) {
+                    m_foundation.distributedCenter(), std::move(openBus)),
+      m_workspaceCenter(m_mainQueue, LinuxNotificationCenter::Delivery::Immediate) {
     m_foundation.setPeerDirectory(&m_managerLink);
     m_systemSlot.lend(m_system);
+}
+
+// Out of line: the backends' types are complete only here.
+LinuxHost::~LinuxHost() = default;
+
+void LinuxHost::startBackends(const std::string& resourceDirectory) {
+    startLogin();
+    startX11();
+    m_sysfs =
+        std::make_unique<sysfs::SysfsIOKit>("/", [this] { return m_x11->drivenConnectorIds(); });
+    m_ioKit.lend(*m_sysfs);
+    if (m_loginSession) {
+        m_loginEvents = std::make_unique<login::LoginEvents>(m_loginBus.get(), *m_loginSession,
+                                                             m_workspaceCenter);
+    }
+    m_panel = std::make_unique<panel::X11PanelAppKit>(m_workspaceCenter, resourceDirectory,
+                                                      static_cast<const char*>(nullptr));
+    if (m_panel->connectionNumber() >= 0) {
+        m_panelIo = m_loop.addIo(m_panel->connectionNumber(), EPOLLIN, "x11-panel",
+                                 [this](std::uint32_t) { m_panel->processPendingEvents(); });
+    }
+    m_appKit.lend(*m_panel);
+    m_audio = std::make_unique<linux_audio::PipeWireAudio>();
+    m_coreAudio.lend(*m_audio);
+    m_afterEachTurn = m_loop.afterEachTurn("x11-queued-events", [this] { afterEachTurn(); });
+}
+
+void LinuxHost::startLogin() {
+    // A connection of its own: logind's signals and the sleep lock must not wait behind a
+    // Manager call, and a bus without logind must not hold up the Manager's.
+    if (sd_bus_open_system(m_loginBus.receive()) < 0) {
+        m_loginBus.reset();
+    } else if (sd_bus_attach_event(m_loginBus.get(), m_loop.get(), SD_EVENT_PRIORITY_NORMAL) < 0) {
+        m_loginBus.reset();
+    }
+    if (!m_loginBus) {
+        return;
+    }
+    m_loginSession = std::make_unique<login::LoginSession>(m_loginBus.get(), getpid());
+    m_system.setSessionInfoSource(
+        [this](SecuritySessionId session, SecuritySessionId* id, SessionAttributeBits* bits) {
+            return m_loginSession->sessionGetInfo(session, id, bits);
+        });
+}
+
+void LinuxHost::startX11() {
+    m_x11 = std::make_unique<x11::X11Quartz>(m_system);
+    m_x11->setSessionDictionarySource(
+        [this] { return m_loginSession ? m_loginSession->copyCurrentDictionary() : Value(); });
+    if (m_x11->fd() >= 0) {
+        m_x11Io = m_loop.addIo(m_x11->fd(), EPOLLIN, "x11-quartz",
+                               [this](std::uint32_t) { runX11Turn(); });
+    }
+    m_quartz.lend(*m_x11);
+}
+
+void LinuxHost::runX11Turn() {
+    if (m_x11->dispatchPending()) {
+        scheduleX11Turn();
+    }
+}
+
+void LinuxHost::scheduleX11Turn() {
+    if (!m_x11Turn) {
+        m_x11Turn = m_loop.defer("x11-quartz-more", [this] {
+            m_x11Turn.reset();
+            runX11Turn();
+        });
+    }
+}
+
+void LinuxHost::afterEachTurn() {
+    // Events Xlib read while waiting for a reply sit in its queue; the descriptor will
+    // not wake for them.
+    if (m_x11->hasQueuedEvents()) {
+        scheduleX11Turn();
+    }
+    m_panel->processPendingEvents();
 }
 
 Backend LinuxHost::backend() {

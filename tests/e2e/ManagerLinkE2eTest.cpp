@@ -44,8 +44,11 @@ class ManagerLinkE2e : public ::testing::Test {
 
     std::unique_ptr<AgentUnderTest> startAgent(std::vector<std::string> environment = {},
                                                const std::string& user = "") {
-        return std::make_unique<AgentUnderTest>(AgentUnderTest::Options{
-            bus->address(), scratch.file("home"), std::move(environment), user});
+        return std::make_unique<AgentUnderTest>(
+            AgentUnderTest::Options{.busAddress = bus->address(),
+                                    .home = scratch.file("home"),
+                                    .environment = std::move(environment),
+                                    .user = user});
     }
     std::unique_ptr<ManagerStandIn> startStandIn(std::vector<std::string> arguments = {}) {
         auto standIn = std::make_unique<ManagerStandIn>(bus->address(), std::move(arguments));
@@ -240,7 +243,8 @@ TEST(ManagerLinkSystemBusE2e, UnprivilegedAgentUnderThePackagedPolicy) {
 
     ManagerStandIn standIn(bus.address());
     ASSERT_EQ(standIn.next().value_or(json())["manager"], "registered");
-    AgentUnderTest agent({bus.address(), scratch.file("home"), {}, "nobody"});
+    AgentUnderTest agent(
+        {.busAddress = bus.address(), .home = scratch.file("home"), .user = "nobody"});
     std::vector<json> before;
     const auto started = standIn.nextCall(kStarted, &before);
     ASSERT_TRUE(started);

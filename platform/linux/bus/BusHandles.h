@@ -23,6 +23,9 @@ class BusError {
     sd_bus_error* get() { return &m_error; }
     const sd_bus_error* get() const { return &m_error; }
     bool isSet() const { return sd_bus_error_is_set(&m_error); }
+    bool has(const char* name) const { return sd_bus_error_has_name(&m_error, name) != 0; }
+    const char* name() const { return m_error.name ? m_error.name : ""; }
+    const char* message() const { return m_error.message ? m_error.message : ""; }
 
   private:
     sd_bus_error m_error = SD_BUS_ERROR_NULL;

@@ -58,6 +58,13 @@ int onDefer(sd_event_source* s, void* userdata) {
     return 0;
 }
 
+int onPost(sd_event_source*, void* userdata) {
+    auto* source = static_cast<Source<EventLoop::Work>*>(userdata);
+    const auto keep = source->shared_from_this();
+    keep->handler();
+    return 0;
+}
+
 }  // namespace
 
 EventLoop::EventLoop() {
@@ -88,6 +95,14 @@ Registration EventLoop::defer(const std::string& name, Work work) {
     source->handler = std::move(work);
     check(sd_event_add_defer(m_event.get(), source->source.receive(), &onDefer, source.get()),
           "sd_event_add_defer");
+    return ownedBy(std::move(source), name);
+}
+
+Registration EventLoop::afterEachTurn(const std::string& name, Work work) {
+    auto source = std::make_shared<Source<Work>>();
+    source->handler = std::move(work);
+    check(sd_event_add_post(m_event.get(), source->source.receive(), &onPost, source.get()),
+          "sd_event_add_post");
     return ownedBy(std::move(source), name);
 }
 

@@ -37,6 +37,9 @@ class EventLoop {
                           TimerHandler handler);
     // Runs `work` on the loop's next turn, once.
     Registration defer(const std::string& name, Work work);
+    // Runs `work` at the end of every turn that dispatched another source: for
+    // connections whose library may have read events that no descriptor announces.
+    Registration afterEachTurn(const std::string& name, Work work);
 
     // CLOCK_MONOTONIC now, in microseconds.
     static std::uint64_t now();

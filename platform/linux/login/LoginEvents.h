@@ -14,7 +14,7 @@
 #include <string>
 
 #include "platform/Foundation.h"
-#include "platform/linux/login/LoginBusOwners.h"
+#include "platform/linux/bus/BusHandles.h"
 #include "platform/linux/login/LoginSession.h"
 #include "platform/linux/login/LogindOwner.h"
 #include "platform/linux/login/SleepInhibitor.h"
@@ -46,9 +46,9 @@ class LoginEvents {
     // Declared before the matches: their callbacks use it.
     LogindOwner m_owner;
     SleepInhibitor m_inhibitor;
-    BusSlot m_sleepMatch;
-    BusSlot m_shutdownMatch;
-    BusSlot m_propertiesMatch;
+    BusSlotPtr m_sleepMatch;
+    BusSlotPtr m_shutdownMatch;
+    BusSlotPtr m_propertiesMatch;
 };
 
 }  // namespace qn::platform::linux_host::login

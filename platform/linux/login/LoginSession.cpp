@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "platform/linux/login/LoginBusOwners.h"
+#include "platform/linux/bus/BusHandles.h"
 #include "platform/linux/login/LogindNames.h"
 #include "platform/linux/login/SessionId.h"
 
@@ -119,7 +119,7 @@ LoginSession::LoginSession(sd_bus* bus, pid_t pid) : m_bus(bus), m_pid(pid) {}
 
 std::optional<std::string> LoginSession::findSessionPath() {
     BusError error;
-    BusMessage reply;
+    BusMessagePtr reply;
     const int r = sd_bus_call_method(m_bus, LogindNames::service, LogindNames::managerPath,
                                      LogindNames::managerInterface, "GetSessionByPID", error.get(),
                                      reply.receive(), "u", static_cast<std::uint32_t>(m_pid));
@@ -138,7 +138,7 @@ std::optional<std::string> LoginSession::findSessionPath() {
 
 std::optional<std::string> LoginSession::userDisplaySessionPath() {
     BusError error;
-    BusMessage reply;
+    BusMessagePtr reply;
     if (sd_bus_call_method(m_bus, LogindNames::service, LogindNames::managerPath,
                            LogindNames::managerInterface, "GetUserByPID", error.get(),
                            reply.receive(), "u", static_cast<std::uint32_t>(m_pid)) < 0) {
@@ -149,7 +149,7 @@ std::optional<std::string> LoginSession::userDisplaySessionPath() {
         return std::nullopt;
     }
     BusError displayError;
-    BusMessage display;
+    BusMessagePtr display;
     if (sd_bus_get_property(m_bus, LogindNames::service, userPath->c_str(),
                             LogindNames::userInterface, "Display", displayError.get(),
                             display.receive(), "(so)") < 0) {
@@ -169,7 +169,7 @@ std::optional<std::string> LoginSession::userDisplaySessionPath() {
 
 std::optional<SessionRecord> LoginSession::readSession(const std::string& path) {
     BusError error;
-    BusMessage reply;
+    BusMessagePtr reply;
     if (sd_bus_call_method(m_bus, LogindNames::service, path.c_str(),
                            LogindNames::propertiesInterface, "GetAll", error.get(), reply.receive(),
                            "s", LogindNames::sessionInterface) < 0) {

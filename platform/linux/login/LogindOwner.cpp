@@ -22,7 +22,7 @@ LogindOwner::LogindOwner(sd_bus* bus, std::function<void(const std::string&)> ch
                      "arg0='org.freedesktop.login1'",
                      &LogindOwner::onNameOwnerChanged, this);
     BusError error;
-    BusMessage reply;
+    BusMessagePtr reply;
     if (sd_bus_call_method(m_bus, kBusDriver, "/org/freedesktop/DBus", kBusDriver, "GetNameOwner",
                            error.get(), reply.receive(), "s", LogindNames::service) >= 0) {
         const char* owner = nullptr;

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "platform/linux/login/LoginBusOwners.h"
+#include "platform/linux/bus/BusHandles.h"
 
 namespace qn::platform::linux_host::login {
 
@@ -31,7 +31,7 @@ class LogindOwner {
     sd_bus* m_bus;
     std::function<void(const std::string&)> m_changed;
     std::string m_owner;
-    BusSlot m_ownerMatch;
+    BusSlotPtr m_ownerMatch;
 };
 
 }  // namespace qn::platform::linux_host::login

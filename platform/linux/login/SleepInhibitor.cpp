@@ -11,7 +11,7 @@ bool SleepInhibitor::take() {
         return true;
     }
     BusError error;
-    BusMessage reply;
+    BusMessagePtr reply;
     if (sd_bus_call_method(
             m_bus, LogindNames::service, LogindNames::managerPath, LogindNames::managerInterface,
             "Inhibit", error.get(), reply.receive(), "ssss", "sleep", "QuintorUserAgent",

@@ -4,7 +4,8 @@
 
 #include <systemd/sd-bus.h>
 
-#include "platform/linux/login/LoginBusOwners.h"
+#include "platform/linux/OwnedFd.h"
+#include "platform/linux/bus/BusHandles.h"
 
 namespace qn::platform::linux_host::login {
 

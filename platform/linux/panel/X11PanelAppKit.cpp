@@ -49,7 +49,6 @@ X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string reso
 }
 
 void X11PanelAppKit::setUp() {
-    m_measuring = measuringContext();
     if (!m_display) {
         return;
     }
@@ -60,6 +59,15 @@ void X11PanelAppKit::setUp() {
         m_colormap =
             XCreateColormap(m_display, DefaultRootWindow(m_display), info.visual, AllocNone);
     }
+}
+
+PangoContext* X11PanelAppKit::measuring() {
+    // Made at the first measurement: the font set-up behind it costs the agent's start
+    // several milliseconds, and most runs never show a panel.
+    if (!m_measuring) {
+        m_measuring = measuringContext();
+    }
+    return m_measuring.get();
 }
 
 X11PanelAppKit::~X11PanelAppKit() {
@@ -197,14 +205,14 @@ NSRect X11PanelAppKit::usedRectForTextContainer(const std::string& text, const N
     TextLayoutSpec spec;
     spec.font = font;
     spec.width = containerWidth;
-    const auto size = measure(m_measuring.get(), NSAttributedString(text), spec);
+    const auto size = measure(measuring(), NSAttributedString(text), spec);
     return CGRectMake(0, 0, size.width, size.height);
 }
 
 NSSize X11PanelAppKit::sizeWithAttributes(const std::string& text, const NSFont& font) {
     TextLayoutSpec spec;
     spec.font = font;
-    return measure(m_measuring.get(), NSAttributedString(text), spec);
+    return measure(measuring(), NSAttributedString(text), spec);
 }
 
 NSWindowRef X11PanelAppKit::initWithContentRect(NSRect contentRect, std::uint32_t, std::uint32_t,

@@ -123,6 +123,7 @@ class X11PanelAppKit : public AppKit {
     };
 
     void setUp();
+    PangoContext* measuring();
     PanelWindow* find(NSWindowRef window);
     const PanelWindow* find(NSWindowRef window) const;
     PanelWindow* findX(XWindowId xid);

@@ -1,7 +1,7 @@
 #pragma once
-// The System port's signal(): installs a handler with the BSD semantics the agent was
-// written for (restarted system calls, the handler staying installed), through
-// sigaction so that the semantics do not depend on the C library's choice.
+// The System port's signal(): installs a handler that stays installed, through sigaction
+// so that the semantics do not depend on the C library's choice. System calls are not
+// restarted after it: the agent's waits must end when SIGTERM comes.
 
 #include "platform/System.h"
 

@@ -26,7 +26,8 @@ AgentUnderTest::AgentUnderTest(Options options)
         child.argv = {"/usr/bin/setpriv", "--reuid=" + std::to_string(entry->pw_uid),
                       "--regid=" + std::to_string(entry->pw_gid), "--clear-groups", "--"};
     }
-    child.argv.push_back(builtProgram("QN_E2E_AGENT"));
+    child.argv.insert(child.argv.end(), options.wrapper.begin(), options.wrapper.end());
+    child.argv.push_back(builtProgram(options.programVariable.c_str()));
     child.environment = {"DBUS_SYSTEM_BUS_ADDRESS=" + options.busAddress, "HOME=" + options.home};
     child.environment.insert(child.environment.end(), options.environment.begin(),
                              options.environment.end());

@@ -7,23 +7,32 @@
 #include <string>
 #include <vector>
 
-#include "tests/e2e/support/ChildProcess.h"
+#include "tests/support/ChildProcess.h"
 
 namespace qn::tests::e2e {
+
+using ChildProcess = test::ChildProcess;
 
 class AgentUnderTest {
   public:
     struct Options {
-        std::string busAddress;
-        std::string home;
+        std::string busAddress{};
+        std::string home{};
         // More NAME=VALUE for the agent's client libraries (SYSTEMD_BUS_TIMEOUT, ...).
-        std::vector<std::string> environment;
+        std::vector<std::string> environment{};
         // Run as this user (through setpriv), not as the test's.
-        std::string user;
+        std::string user{};
+        // The environment variable naming the program (the simulated-displays agent by
+        // default, the real one with "QN_E2E_REAL_AGENT").
+        std::string programVariable = "QN_E2E_AGENT";
+        // Put before the program (such as umockdev-run and its options, ending in "--").
+        std::vector<std::string> wrapper{};
     };
 
     explicit AgentUnderTest(Options options);
 
+    // The decrypted log's path.
+    const std::string& logFile() const { return m_logFile; }
     // "refresh X Y W H": the simulated screen reports that rectangle changed.
     bool command(const std::string& line) { return m_process->writeLine(line); }
     ChildProcess& process() { return *m_process; }

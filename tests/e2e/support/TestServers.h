@@ -11,9 +11,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tests/e2e/support/ChildProcess.h"
+#include "tests/support/ChildProcess.h"
 
 namespace qn::tests::e2e {
+
+using ChildProcess = test::ChildProcess;
 
 // A folder below /tmp, removed with its content at the end.
 class ScratchDirectory {

@@ -92,6 +92,39 @@ TEST(EventLoop, DeferredWorkRunsOnceAndNotAtAllWhenDropped) {
     EXPECT_EQ(dropped, 0);
 }
 
+// The hook for libraries that read ahead: it runs after each turn that served a source,
+// sees what that source left, and stops when dropped.
+TEST(EventLoop, AfterEachTurnRunsBehindEveryServedSourceUntilDropped) {
+    EventLoop loop;
+    Pipe pipe;
+    std::vector<std::string> order;
+    int left = 0;
+    Registration io = loop.addIo(pipe.fds[0], EPOLLIN, "test-io", [&](std::uint32_t) {
+        pipe.take();
+        order.push_back("io");
+        left = 1;
+    });
+    Registration after = loop.afterEachTurn("test-after", [&] {
+        order.push_back(left ? "after-left" : "after");
+        left = 0;
+    });
+    // sd-event serves one source per turn: a few turns serve everything that is ready,
+    // and the idle ones among them run nothing.
+    const auto turns = [&] {
+        for (int i = 0; i < 4; ++i) {
+            ASSERT_GE(loop.runOnce(1000), 0);
+        }
+    };
+    pipe.put('a');
+    turns();
+    pipe.put('b');
+    turns();
+    after.reset();
+    pipe.put('c');
+    turns();
+    EXPECT_EQ(order, (std::vector<std::string>{"io", "after-left", "io", "after-left", "io"}));
+}
+
 TEST(LinuxTimerGrid, NextBeatIsTheFirstGridPointAfterNow) {
     constexpr std::uint64_t step = 2000000;
     // On time, or early: the next point.

@@ -138,13 +138,12 @@ TEST(LinuxSystem, ProcessFactsAreThisProcesss) {
     ASSERT_EQ(system.GetProcessPID(&psn, &pid), 0);
     EXPECT_EQ(pid, getpid());
 
-    utsname info{};
-    ASSERT_EQ(uname(&info), 0);
+    // The fixed release, not the kernel's: the agent's display road depends on it.
     std::size_t size = 0;
     ASSERT_EQ(system.sysctlbyname("kern.osrelease", nullptr, &size, nullptr, 0), 0);
     std::string release(size, '\0');
     ASSERT_EQ(system.sysctlbyname("kern.osrelease", release.data(), &size, nullptr, 0), 0);
-    EXPECT_STREQ(release.c_str(), info.release);
+    EXPECT_STREQ(release.c_str(), "13.0.0");
     std::size_t tooSmall = 2;
     char small[2];
     EXPECT_EQ(system.sysctlbyname("kern.osrelease", small, &tooSmall, nullptr, 0), -1);
@@ -162,6 +161,21 @@ TEST(LinuxSystem, SessionIdComesFromItsSourceOrFails) {
     EXPECT_EQ(id, 0x80000002u);
     system.setSessionIdSource([] { return std::optional<SecuritySessionId>(); });
     EXPECT_EQ(system.SessionGetInfo(callerSecuritySession, &id, &bits), errSessionInvalidId);
+
+    // The login manager's answer passes through whole, attribute bits included.
+    system.setSessionInfoSource(
+        [](SecuritySessionId session, SecuritySessionId* out, SessionAttributeBits* attrs) {
+            if (session != callerSecuritySession) {
+                return errSessionInvalidId;
+            }
+            *out = 7;
+            *attrs = 0x20;
+            return errSessionSuccess;
+        });
+    EXPECT_EQ(system.SessionGetInfo(callerSecuritySession, &id, &bits), errSessionSuccess);
+    EXPECT_EQ(id, 7u);
+    EXPECT_EQ(bits, 0x20u);
+    EXPECT_EQ(system.SessionGetInfo(1234, &id, &bits), errSessionInvalidId);
 }
 
 void noteSignal(int) {}

@@ -67,9 +67,11 @@ LogindStandIn::LogindStandIn(const PrivateBus& bus)
                          onOwnerChanged, &owner) < 0) {
         throw std::runtime_error("logind stand-in: cannot watch the bus");
     }
-    m_mock = std::make_unique<ChildProcess>(
-        std::vector<std::string>{"/usr/bin/python3", "-m", "dbusmock", "--template", "logind"},
-        std::map<std::string, std::string>{{"DBUS_SYSTEM_BUS_ADDRESS", bus.address()}}, m_logPath);
+    test::ChildProcess::Options options;
+    options.argv = {"/usr/bin/python3", "-m", "dbusmock", "--template", "logind"};
+    options.environment = {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address()};
+    options.logPath = m_logPath;
+    m_mock = std::make_unique<test::ChildProcess>(options);
     const bool up = processUntil(m_control.get(), [&] {
         if (owner.empty()) {
             owner = nameOwner(m_control.get(), kService);

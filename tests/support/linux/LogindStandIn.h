@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/linux/ChildProcess.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/linux/PrivateBus.h"
 
 namespace qn::testing::linux_host {
@@ -77,7 +77,7 @@ class LogindStandIn {
 
     BusConnection m_control;
     std::string m_logPath;
-    std::unique_ptr<ChildProcess> m_mock;
+    std::unique_ptr<test::ChildProcess> m_mock;
     std::string m_uniqueName;
 };
 

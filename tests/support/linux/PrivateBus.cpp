@@ -37,11 +37,16 @@ PrivateBus::PrivateBus() {
         throw std::runtime_error("PrivateBus: pipe failed");
     }
     try {
-        m_daemon = std::make_unique<ChildProcess>(
-            std::vector<std::string>{"/usr/bin/dbus-daemon", "--session", "--nofork", "--nopidfile",
-                                     "--address=unix:dir=" + m_dir.path(),
-                                     "--print-address=" + std::to_string(fds[1])},
-            std::map<std::string, std::string>{}, m_dir.path() + "/dbus-daemon.log", fds[1]);
+        test::ChildProcess::Options options;
+        options.argv = {"/usr/bin/dbus-daemon",
+                        "--session",
+                        "--nofork",
+                        "--nopidfile",
+                        "--address=unix:dir=" + m_dir.path(),
+                        "--print-address=" + std::to_string(fds[1])};
+        options.logPath = m_dir.path() + "/dbus-daemon.log";
+        options.keepFd = fds[1];
+        m_daemon = std::make_unique<test::ChildProcess>(options);
     } catch (...) {
         ::close(fds[0]);
         ::close(fds[1]);

@@ -7,7 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "tests/support/linux/ChildProcess.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/linux/ScratchDir.h"
 
 namespace qn::testing::linux_host {
 
@@ -28,7 +29,7 @@ class PrivateBus {
   private:
     ScratchDir m_dir;
     std::string m_address;
-    std::unique_ptr<ChildProcess> m_daemon;
+    std::unique_ptr<test::ChildProcess> m_daemon;
 };
 
 // Processes the connection until `done()` or the deadline (seconds); false on the

@@ -1,7 +1,9 @@
 #pragma once
 // A server or program a test starts as its own child, and reaps: its stdin and stdout
-// as pipes, one more descriptor (3 in the child) for a readiness or address line, and
-// the guarantee that it is ended and waited for when the object goes, by its own id.
+// as pipes or its output into a file, one more descriptor (3 in the child, or one of the
+// test's kept open) for a readiness or address line, and the guarantee that it is ended
+// and waited for when the object goes, by its own id. A child whose test dies is sent
+// SIGTERM by the kernel, so no server outlives a crashed test.
 // Reads wait for a line with a deadline that only guards against a hang: the machine
 // may be loaded, so it is generous and never part of what a test asserts.
 
@@ -12,13 +14,14 @@
 #include <string>
 #include <vector>
 
-namespace qn::tests::e2e {
+namespace qn::test {
 
 class ChildProcess {
   public:
     struct Options {
         std::vector<std::string> argv;
-        // NAME=VALUE added to (or replacing in) the test's environment.
+        // NAME=VALUE added to (or replacing in) the test's environment; a bare NAME
+        // removes it.
         std::vector<std::string> environment;
         bool pipeStdin = false;
         bool pipeStdout = false;
@@ -26,6 +29,10 @@ class ChildProcess {
         bool pipeFd3 = false;
         // Without a pipe: stdout into this file (e.g. /dev/null) instead of the test's.
         std::string stdoutPath;
+        // Stdout and stderr both into this file (a server's log).
+        std::string logPath;
+        // A descriptor of the test's left open in the child at the same number.
+        int keepFd = -1;
     };
 
     static constexpr std::chrono::seconds kHangGuard{90};
@@ -37,7 +44,9 @@ class ChildProcess {
     ~ChildProcess();
 
     pid_t pid() const { return m_pid; }
-    bool running() const { return m_pid > 0; }
+    // False once the child has ended (it is then reaped, its status kept).
+    bool running();
+    // SIGTERM and wait: the wait status (the kept one when it had already ended).
 
     // One line from the child's stdout / descriptor 3; nothing on end of file or when the
     // hang guard expires.
@@ -48,6 +57,7 @@ class ChildProcess {
     void closeStdin();
 
     void signal(int number) const;
+    int stop();
     // Waits for the child's end; the wait status.
     int wait();
     // The exit status, or -signal when a signal ended it.
@@ -58,6 +68,7 @@ class ChildProcess {
                                                std::chrono::milliseconds guard);
 
     pid_t m_pid = -1;
+    int m_status = -1;
     int m_stdin = -1;
     int m_stdout = -1;
     int m_fd3 = -1;
@@ -65,4 +76,4 @@ class ChildProcess {
     std::string m_fd3Buffer;
 };
 
-}  // namespace qn::tests::e2e
+}  // namespace qn::test

@@ -1,8 +1,9 @@
-#include "tests/e2e/support/ChildProcess.h"
+#include "tests/support/ChildProcess.h"
 
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,7 +14,7 @@
 
 extern char** environ;
 
-namespace qn::tests::e2e {
+namespace qn::test {
 
 namespace {
 
@@ -37,7 +38,12 @@ std::vector<std::string> mergedEnvironment(const std::vector<std::string>& added
             result.push_back(entry);
         }
     }
-    result.insert(result.end(), added.begin(), added.end());
+    // A bare NAME only takes the variable away.
+    for (const auto& a : added) {
+        if (a.find('=') != std::string::npos) {
+            result.push_back(a);
+        }
+    }
     return result;
 }
 
@@ -61,11 +67,31 @@ ChildProcess::ChildProcess(Options options) {
         argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
 
+    int log = -1;
+    if (!options.logPath.empty()) {
+        log = open(options.logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        if (log < 0) {
+            throw std::runtime_error("cannot open " + options.logPath);
+        }
+    }
+    const pid_t parent = getpid();
     m_pid = fork();
     if (m_pid < 0) {
+        closeIfOpen(log);
         throw std::runtime_error("fork failed");
     }
     if (m_pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (getppid() != parent) {
+            _exit(127);
+        }
+        if (log >= 0) {
+            dup2(log, STDOUT_FILENO);
+            dup2(log, STDERR_FILENO);
+        }
+        if (options.keepFd >= 0) {
+            fcntl(options.keepFd, F_SETFD, fcntl(options.keepFd, F_GETFD) & ~FD_CLOEXEC);
+        }
         if (in[0] >= 0)
             dup2(in[0], STDIN_FILENO);
         if (out[1] >= 0) {
@@ -87,6 +113,7 @@ ChildProcess::ChildProcess(Options options) {
         execve(argv[0], argv.data(), envp.data());
         _exit(127);
     }
+    closeIfOpen(log);
     closeIfOpen(in[0]);
     closeIfOpen(out[1]);
     closeIfOpen(three[1]);
@@ -161,14 +188,33 @@ void ChildProcess::signal(int number) const {
 }
 
 int ChildProcess::wait() {
-    int status = 0;
     if (m_pid <= 0) {
-        return status;
+        return m_status;
     }
+    int status = 0;
     while (waitpid(m_pid, &status, 0) < 0 && errno == EINTR) {
     }
     m_pid = -1;
+    m_status = status;
     return status;
+}
+
+bool ChildProcess::running() {
+    if (m_pid <= 0) {
+        return false;
+    }
+    int status = 0;
+    if (waitpid(m_pid, &status, WNOHANG) == m_pid) {
+        m_pid = -1;
+        m_status = status;
+        return false;
+    }
+    return true;
+}
+
+int ChildProcess::stop() {
+    signal(SIGTERM);
+    return wait();
 }
 
 int ChildProcess::exitCode(int waitStatus) {
@@ -178,4 +224,4 @@ int ChildProcess::exitCode(int waitStatus) {
     return WIFSIGNALED(waitStatus) ? -WTERMSIG(waitStatus) : -1;
 }
 
-}  // namespace qn::tests::e2e
+}  // namespace qn::test

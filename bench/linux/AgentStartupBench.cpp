@@ -1,0 +1,199 @@
+// The agent's start-up: from the fork before exec until the Manager stand-in has read
+// started:withSessionType:, with logind's stand-in (python3-dbusmock), Xvfb and the
+// stand-in on a private bus, all started once for the run. Beside it, in the same run:
+// a minimal sd-bus client's whole life (exec, connect, one call to the stand-in's name,
+// exit), and the logind requests the agent makes before it reports, each measured alone
+// from this process, so that the time spent waiting on the stand-in can be shown apart;
+// and the X11 backend's own start against the same server.
+// The counters give how many of each the agent made in one start (read from the stand-in).
+
+#include <benchmark/benchmark.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+
+#include "platform/linux/system/LinuxSystem.h"
+#include "platform/linux/x11/X11Quartz.h"
+#include "tests/e2e/support/AgentUnderTest.h"
+#include "tests/e2e/support/TestServers.h"
+#include "tests/support/XServer.h"
+#include "tests/support/linux/LogindStandIn.h"
+#include "tests/support/linux/PrivateBus.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace qn::tests::e2e;
+using qn::test::XServer;
+using qn::testing::linux_host::LogindStandIn;
+using qn::testing::linux_host::PrivateBus;
+
+struct Servers {
+    Servers() {
+        setenv("QN_TEST_SOURCE_DIR", QN_E2E_SOURCE_DIR, 0);
+        setenv("QN_QNMANAGER", QN_E2E_QNMANAGER, 0);
+        setenv("QN_E2E_REAL_AGENT", QN_E2E_REAL_AGENT_PROGRAM, 0);
+        bus = std::make_unique<PrivateBus>();
+        logind = std::make_unique<LogindStandIn>(*bus);
+        sessionPath = logind->addSession("7", getuid(), "bench", true);
+        logind->answerSessionByPid(sessionPath);
+        std::string error;
+        x = XServer::start(XServer::Kind::Xvfb, &error);
+        manager = std::make_unique<ManagerStandIn>(bus->address());
+        manager->next();
+        client = bus->connect();
+    }
+    ScratchDirectory scratch;
+    std::unique_ptr<PrivateBus> bus;
+    std::unique_ptr<LogindStandIn> logind;
+    std::string sessionPath;
+    std::unique_ptr<XServer> x;
+    std::unique_ptr<ManagerStandIn> manager;
+    qn::testing::linux_host::BusConnection client;
+};
+
+Servers& servers() {
+    static Servers s;
+    return s;
+}
+
+double seconds(Clock::time_point from, Clock::time_point to) {
+    return std::chrono::duration<double>(to - from).count();
+}
+
+void BM_AgentExecToStarted(benchmark::State& state) {
+    auto& s = servers();
+    if (!s.x) {
+        state.SkipWithError("no X server");
+        return;
+    }
+    const auto callsBefore = s.logind->managerCalls().size();
+    int runs = 0;
+    for (auto _ : state) {
+        const auto start = Clock::now();
+        AgentUnderTest agent(
+            {.busAddress = s.bus->address(),
+             .home = s.scratch.file("home"),
+             .environment = {"DISPLAY=" + s.x->display(), "XDG_RUNTIME_DIR=" + s.scratch.path()},
+             .programVariable = "QN_E2E_REAL_AGENT"});
+        const auto started = s.manager->nextCall("started:withSessionType:");
+        const auto end = Clock::now();
+        if (!started) {
+            state.SkipWithError("no start message");
+            return;
+        }
+        state.SetIterationTime(seconds(start, end));
+        agent.process().signal(SIGTERM);
+        s.manager->nextCall("closing");
+        agent.process().wait();
+        ++runs;
+    }
+    const auto calls = s.logind->managerCalls();
+    const auto made = calls.size() - callsBefore;
+    const auto lookups = std::count(calls.begin() + static_cast<long>(callsBefore), calls.end(),
+                                    std::string("GetSessionByPID"));
+    state.counters["logind_calls_per_start"] = runs ? static_cast<double>(made) / runs : 0;
+    state.counters["session_lookups_per_start"] = runs ? static_cast<double>(lookups) / runs : 0;
+}
+BENCHMARK(BM_AgentExecToStarted)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(30);
+
+void BM_MinimalSdBusClientLife(benchmark::State& state) {
+    auto& s = servers();
+    const std::string address = "DBUS_SYSTEM_BUS_ADDRESS=" + s.bus->address();
+    for (auto _ : state) {
+        const auto start = Clock::now();
+        const pid_t pid = fork();
+        if (pid == 0) {
+            char* argv[] = {const_cast<char*>(QN_MINIMAL_CLIENT), nullptr};
+            char* envp[] = {const_cast<char*>(address.c_str()), nullptr};
+            execve(argv[0], argv, envp);
+            _exit(127);
+        }
+        int status = 0;
+        waitpid(pid, &status, 0);
+        state.SetIterationTime(seconds(start, Clock::now()));
+        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+            state.SkipWithError("the client got no answer");
+            return;
+        }
+    }
+}
+BENCHMARK(BM_MinimalSdBusClientLife)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(30);
+
+// One session lookup as the agent's login backend makes it: the session by process id,
+// then all of the session's properties.
+void BM_LogindSessionLookup(benchmark::State& state) {
+    auto& s = servers();
+    sd_bus* bus = s.client.get();
+    for (auto _ : state) {
+        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_message* reply = nullptr;
+        int r = sd_bus_call_method(bus, LogindStandIn::kService, LogindStandIn::kManagerPath,
+                                   "org.freedesktop.login1.Manager", "GetSessionByPID", &error,
+                                   &reply, "u", static_cast<std::uint32_t>(getpid()));
+        sd_bus_message_unref(reply);
+        reply = nullptr;
+        if (r >= 0) {
+            r = sd_bus_call_method(bus, LogindStandIn::kService, s.sessionPath.c_str(),
+                                   "org.freedesktop.DBus.Properties", "GetAll", &error, &reply, "s",
+                                   "org.freedesktop.login1.Session");
+        }
+        sd_bus_message_unref(reply);
+        sd_bus_error_free(&error);
+        if (r < 0) {
+            state.SkipWithError("the stand-in did not answer");
+            return;
+        }
+    }
+}
+BENCHMARK(BM_LogindSessionLookup)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(100);
+
+// The sleep delay lock, taken and let go.
+void BM_LogindInhibit(benchmark::State& state) {
+    auto& s = servers();
+    for (auto _ : state) {
+        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_message* reply = nullptr;
+        const int r =
+            sd_bus_call_method(s.client.get(), LogindStandIn::kService, LogindStandIn::kManagerPath,
+                               "org.freedesktop.login1.Manager", "Inhibit", &error, &reply, "ssss",
+                               "sleep", "bench", "bench", "delay");
+        // The lock's descriptor belongs to the reply: it is let go with it.
+        sd_bus_message_unref(reply);
+        sd_bus_error_free(&error);
+        if (r < 0) {
+            state.SkipWithError("the stand-in did not answer");
+            return;
+        }
+    }
+}
+BENCHMARK(BM_LogindInhibit)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(100);
+
+// The display backend's start inside the agent: the connection, the extensions, the
+// outputs with their properties, the change events chosen; a part of the agent's own.
+void BM_X11QuartzStart(benchmark::State& state) {
+    auto& s = servers();
+    qn::platform::linux_host::LinuxSystem system;
+    for (auto _ : state) {
+        qn::platform::x11::X11Quartz quartz(system, s.x->display().c_str());
+        if (!quartz.connected()) {
+            state.SkipWithError("no X connection");
+            return;
+        }
+        benchmark::DoNotOptimize(quartz.CGMainDisplayID());
+    }
+}
+BENCHMARK(BM_X11QuartzStart)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(100);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,429 @@
+// The agent's own process with every Linux backend: a private bus standing in for the
+// system bus, logind's stand-in with an active session, an X server and the Manager
+// stand-in, all started and reaped by each test. What the Manager hears is read from
+// the stand-in's transcript; what the agent saw, from its decrypted log.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <memory>
+
+#include "tests/e2e/support/AgentUnderTest.h"
+#include "tests/e2e/support/TestServers.h"
+#include "tests/support/FakeDrmTree.h"
+#include "tests/support/XServer.h"
+#include "tests/support/linux/LogindStandIn.h"
+#include "tests/support/linux/PrivateBus.h"
+
+// Last: Xlib's macros (None, Bool, Status) must not meet the headers above.
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/extensions/Xrandr.h>
+
+namespace qn::tests::e2e {
+namespace {
+
+const bool kProgramsKnown = [] {
+    setenv("QN_TEST_SOURCE_DIR", QN_E2E_SOURCE_DIR, 0);
+    setenv("QN_QNMANAGER", QN_E2E_QNMANAGER, 0);
+    setenv("QN_E2E_REAL_AGENT", QN_E2E_REAL_AGENT_PROGRAM, 0);
+    return true;
+}();
+
+using nlohmann::json;
+using test::XServer;
+using testing::linux_host::LogindStandIn;
+using testing::linux_host::PrivateBus;
+
+constexpr const char* kStarted = "started:withSessionType:";
+constexpr const char* kOnDisplay =
+    "onDisplay:reconfigurationWithFlags:andBounds:andFramebufferIndex:andRefreshRate:";
+constexpr std::uint32_t kNoAdapter = 0xFFFFFFFFu;
+constexpr int kAdd = 1 << 4, kRemove = 1 << 5, kSetMode = 1 << 3, kEnabled = 1 << 8,
+              kDisabled = 1 << 9, kMirror = 1 << 10;
+
+// One online output as RandR gives it, read by the test itself.
+struct RandrDisplay {
+    std::uint32_t id = 0;
+    int x = 0, y = 0, width = 0, height = 0;
+    double rate = 0;
+};
+
+std::map<std::string, RandrDisplay> randrDisplays(const std::string& name) {
+    std::map<std::string, RandrDisplay> displays;
+    Display* display = XOpenDisplay(name.c_str());
+    if (display == nullptr) {
+        ADD_FAILURE() << "cannot open " << name;
+        return displays;
+    }
+    XRRScreenResources* resources =
+        XRRGetScreenResourcesCurrent(display, DefaultRootWindow(display));
+    for (int i = 0; i < resources->noutput; ++i) {
+        XRROutputInfo* output = XRRGetOutputInfo(display, resources, resources->outputs[i]);
+        if (output->crtc != 0) {
+            XRRCrtcInfo* crtc = XRRGetCrtcInfo(display, resources, output->crtc);
+            if (crtc->mode != 0) {
+                RandrDisplay d{static_cast<std::uint32_t>(resources->outputs[i]),
+                               crtc->x,
+                               crtc->y,
+                               static_cast<int>(crtc->width),
+                               static_cast<int>(crtc->height),
+                               0};
+                for (int m = 0; m < resources->nmode; ++m) {
+                    const XRRModeInfo& mode = resources->modes[m];
+                    if (mode.id == crtc->mode && mode.hTotal && mode.vTotal) {
+                        d.rate = static_cast<double>(mode.dotClock) / (mode.hTotal * mode.vTotal);
+                    }
+                }
+                displays[output->name] = d;
+            }
+            XRRFreeCrtcInfo(crtc);
+        }
+        XRRFreeOutputInfo(output);
+    }
+    XRRFreeScreenResources(resources);
+    XCloseDisplay(display);
+    return displays;
+}
+
+// What a kernel driver sets on its output: the EDID and the connector's id.
+void markAsAdapterOutput(const std::string& name, std::uint32_t output,
+                         const std::vector<unsigned char>& edid, long connectorId) {
+    Display* display = XOpenDisplay(name.c_str());
+    ASSERT_NE(display, nullptr);
+    XRRChangeOutputProperty(display, output, XInternAtom(display, "EDID", False), XA_INTEGER, 8,
+                            PropModeReplace, edid.data(), static_cast<int>(edid.size()));
+    XRRChangeOutputProperty(display, output, XInternAtom(display, "CONNECTOR_ID", False),
+                            XA_INTEGER, 32, PropModeReplace,
+                            reinterpret_cast<const unsigned char*>(&connectorId), 1);
+    XSync(display, False);
+    XCloseDisplay(display);
+}
+
+class RealAgentE2e : public ::testing::Test {
+  protected:
+    static constexpr const char* kSessionId = "7";
+
+    void SetUp() override {
+        bus = std::make_unique<PrivateBus>();
+        logind = std::make_unique<LogindStandIn>(*bus);
+    }
+    void TearDown() override {
+        if (HasFailure() && agent) {
+            std::cerr << "agent log:\n" << agent->logText();
+        }
+    }
+
+    void addSession(bool active) {
+        sessionPath = logind->addSession(kSessionId, getuid(), "tester", active);
+        logind->answerSessionByPid(sessionPath);
+    }
+    void startX(XServer::Kind kind) {
+        std::string error;
+        x = XServer::start(kind, &error);
+        ASSERT_TRUE(x) << error;
+    }
+    void startManager() {
+        manager = std::make_unique<ManagerStandIn>(bus->address());
+        const auto first = manager->next();
+        ASSERT_TRUE(first && first->value("manager", "") == "registered");
+    }
+    // `home`: a folder of its own for each agent of a test, so each has its own log.
+    void startAgent(std::vector<std::string> environment = {},
+                    std::vector<std::string> wrapper = {}, const std::string& home = "home") {
+        if (x) {
+            environment.push_back("DISPLAY=" + x->display());
+        }
+        // No PipeWire of the machine's: the agent runs without audio.
+        environment.push_back("XDG_RUNTIME_DIR=" + scratch.path());
+        // Under the leak checker: the agent's one known leak is let through, no other.
+        environment.push_back("LSAN_OPTIONS=suppressions=" + sourceDirectory() +
+                              "/tests/e2e/agent.lsan");
+        AgentUnderTest::Options options{.busAddress = bus->address(),
+                                        .home = scratch.file(home),
+                                        .environment = std::move(environment),
+                                        .programVariable = "QN_E2E_REAL_AGENT",
+                                        .wrapper = std::move(wrapper)};
+        agent = std::make_unique<AgentUnderTest>(std::move(options));
+    }
+    int agentStatus() { return ChildProcess::exitCode(agent->process().wait()); }
+
+    // The start message with the session's id, then the first report of each display.
+    std::map<std::uint32_t, json> expectStartUp(std::size_t displays) {
+        std::map<std::uint32_t, json> reports;
+        const auto started = manager->nextCall(kStarted);
+        EXPECT_TRUE(started) << "no start message";
+        if (!started) {
+            return reports;
+        }
+        EXPECT_EQ((*started)["args"], json::array({7, 0}));
+        while (reports.size() < displays) {
+            const auto report = manager->nextCall(kOnDisplay);
+            if (!report) {
+                ADD_FAILURE() << "only " << reports.size() << " displays reported";
+                break;
+            }
+            reports.emplace((*report)["args"][0].get<std::uint32_t>(), (*report)["args"]);
+        }
+        return reports;
+    }
+    // The next report of `display`, skipping the others'.
+    std::optional<json> nextReportOf(std::uint32_t display) {
+        while (const auto report = manager->nextCall(kOnDisplay)) {
+            if ((*report)["args"][0].get<std::uint32_t>() == display) {
+                return (*report)["args"];
+            }
+        }
+        return std::nullopt;
+    }
+    static void expectReport(const json& args, const RandrDisplay& d, int flags,
+                             std::uint32_t index = kNoAdapter) {
+        EXPECT_EQ(args[0].get<std::uint32_t>(), d.id) << args;
+        EXPECT_EQ(args[1].get<int>(), flags) << args;
+        EXPECT_EQ(args[2], json::array({d.x, d.y, d.width, d.height})) << args;
+        EXPECT_EQ(args[3].get<std::uint32_t>(), index) << args;
+        EXPECT_NEAR(args[4].get<double>(), d.rate, 1e-6) << args;
+    }
+
+    ScratchDirectory scratch;
+    std::unique_ptr<PrivateBus> bus;
+    std::unique_ptr<LogindStandIn> logind;
+    std::string sessionPath;
+    std::unique_ptr<XServer> x;
+    std::unique_ptr<ManagerStandIn> manager;
+    std::unique_ptr<AgentUnderTest> agent;
+};
+
+TEST_F(RealAgentE2e, StartUpReportsTheServersDisplaysAsRandrGivesThem) {
+    addSession(true);
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::XorgDummy));
+    ASSERT_EQ(x->run({"xrandr", "--addmode", "DUMMY1", "1024x768"}), 0);
+    ASSERT_EQ(
+        x->run({"xrandr", "--output", "DUMMY1", "--mode", "1024x768", "--right-of", "DUMMY0"}), 0);
+    const auto displays = randrDisplays(x->display());
+    ASSERT_EQ(displays.size(), 2u);
+    ASSERT_NO_FATAL_FAILURE(startManager());
+    startAgent();
+    const auto reports = expectStartUp(2);
+    for (const auto& [name, d] : displays) {
+        ASSERT_TRUE(reports.count(d.id)) << name << " not reported";
+        EXPECT_GT(d.rate, 1.0) << name << ": the dummy driver's timings";
+        expectReport(reports.at(d.id), d, kAdd);
+    }
+    agent->process().signal(SIGTERM);
+    EXPECT_TRUE(manager->nextCall("closing"));
+    EXPECT_EQ(agentStatus(), 0);
+}
+
+TEST_F(RealAgentE2e, SleepAndWakeReachTheManagerInOrderWithTheLockHeldBetween) {
+    addSession(true);
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::Xvfb));
+    ASSERT_NO_FATAL_FAILURE(startManager());
+    startAgent();
+    expectStartUp(1);
+    ASSERT_TRUE(agent->waitForLog("Screen update callbacks have been registered"));
+    // The delay lock is taken before the agent starts, so no sleep can slip past it.
+    const auto locks = logind->inhibitors();
+    ASSERT_EQ(locks.size(), 1u);
+    EXPECT_EQ(locks[0].what, "sleep");
+    EXPECT_EQ(locks[0].mode, "delay");
+
+    logind->emitPrepareForSleep(true);
+    std::vector<json> skipped;
+    ASSERT_TRUE(manager->nextCall("systemWillSleep", &skipped));
+    logind->emitPrepareForSleep(false);
+    ASSERT_TRUE(manager->nextCall("systemWillWake", &skipped));
+    for (const auto& line : skipped) {
+        EXPECT_NE(line.value("call", ""), "systemWillWake") << "wake before sleep";
+    }
+    EXPECT_EQ(agent->countInLog("System will sleep"), 1);
+    EXPECT_EQ(agent->countInLog("System will wake"), 1);
+    // Let go for the sleep, taken again at the wake.
+    const auto calls = logind->managerCalls();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "Inhibit"), 2)
+        << ::testing::PrintToString(calls);
+}
+
+TEST_F(RealAgentE2e, LogoutAndLoginFollowTheSessionsActiveState) {
+    addSession(true);
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::Xvfb));
+    ASSERT_NO_FATAL_FAILURE(startManager());
+    startAgent();
+    const auto start = expectStartUp(1);
+    ASSERT_EQ(start.size(), 1u);
+    const std::uint32_t display = start.begin()->first;
+
+    logind->setSessionActive(sessionPath, false);
+    const auto logout = manager->nextCall("userWillLogout:");
+    ASSERT_TRUE(logout);
+    EXPECT_EQ((*logout)["args"], json::array({7}));
+    logind->setSessionActive(sessionPath, true);
+    const auto login = manager->nextCall("userWillLogin:");
+    ASSERT_TRUE(login);
+    EXPECT_EQ((*login)["args"], json::array({7}));
+    // After a login every display is told again.
+    const auto again = nextReportOf(display);
+    ASSERT_TRUE(again);
+    EXPECT_EQ((*again)[1].get<int>(), kAdd);
+}
+
+TEST_F(RealAgentE2e, TheDisplayAsleepAndAwakeThroughTheScreenSaver) {
+    addSession(true);
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::Xvfb));
+    ASSERT_NO_FATAL_FAILURE(startManager());
+    startAgent();
+    expectStartUp(1);
+    ASSERT_EQ(x->run({"xset", "s", "activate"}), 0);
+    const auto asleep = manager->nextCall("setSleepMode:witUserZoom:");
+    ASSERT_TRUE(asleep);
+    EXPECT_EQ((*asleep)["args"], json::array({true, false}));
+    ASSERT_EQ(x->run({"xset", "s", "reset"}), 0);
+    const auto awake = manager->nextCall("setSleepMode:witUserZoom:");
+    ASSERT_TRUE(awake);
+    EXPECT_EQ((*awake)["args"], json::array({false, false}));
+    EXPECT_EQ(agent->countInLog("Displays changed sleepstate to: sleep"), 1);
+    EXPECT_EQ(agent->countInLog("Displays changed sleepstate to: awake"), 1);
+}
+
+TEST_F(RealAgentE2e, SigtermInEachWaitAndWhileRunning) {
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::Xvfb));
+    {
+        SCOPED_TRACE("no active session yet");
+        addSession(false);
+        startAgent({}, {}, "home1");
+        ASSERT_TRUE(agent->waitForLog("The user whose session we are running in is inactive"));
+        agent->process().signal(SIGTERM);
+        EXPECT_EQ(agentStatus(), 0);
+        EXPECT_EQ(agent->countInLog("NotificationCommunicator init"), 0);
+    }
+    {
+        SCOPED_TRACE("no Manager yet");
+        logind->setSessionActive(sessionPath, true);
+        startAgent({}, {}, "home2");
+        ASSERT_TRUE(agent->waitForLog("NotificationCommunicator init", 2));
+        agent->process().signal(SIGTERM);
+        EXPECT_EQ(agentStatus(), 0);
+        EXPECT_EQ(agent->countInLog("Not connected with QNM. Signal 15 will not be forwarded."), 1);
+    }
+    {
+        SCOPED_TRACE("running");
+        ASSERT_NO_FATAL_FAILURE(startManager());
+        startAgent({}, {}, "home3");
+        expectStartUp(1);
+        agent->process().signal(SIGTERM);
+        std::vector<json> skipped;
+        const auto closing = manager->nextCall("closing", &skipped);
+        ASSERT_TRUE(closing);
+        EXPECT_EQ((*closing)["args"], json::array());
+        EXPECT_EQ(agentStatus(), 0);
+        EXPECT_EQ(agent->countInLog("Got signal 15 - will forward to QNM"), 1);
+    }
+}
+
+TEST_F(RealAgentE2e, NoDisplayOrAnUnreachableOneEndsWithStatusOne) {
+    addSession(true);
+    ASSERT_NO_FATAL_FAILURE(startManager());
+    {
+        SCOPED_TRACE("no DISPLAY");
+        startAgent({"DISPLAY"});
+        EXPECT_EQ(agentStatus(), 1);
+    }
+    {
+        SCOPED_TRACE("unreachable");
+        // A display number with no server behind it.
+        ASSERT_FALSE(std::filesystem::exists("/tmp/.X11-unix/X65000"));
+        startAgent({"DISPLAY=:65000"});
+        EXPECT_EQ(agentStatus(), 1);
+    }
+    // Neither got as far as telling the Manager.
+    manager->process().signal(SIGTERM);
+    while (const auto line = manager->next()) {
+        EXPECT_NE(line->value("call", ""), kStarted) << *line;
+    }
+}
+
+// Under Xorg with the dummy driver: each change reaches the Manager with the flags the
+// agent's decision gives for what the X server reported.
+TEST_F(RealAgentE2e, PlugUnplugModeChangeAndMirrorReachTheManager) {
+    addSession(true);
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::XorgDummy));
+    ASSERT_NO_FATAL_FAILURE(startManager());
+    startAgent();
+    const auto start = expectStartUp(1);
+    ASSERT_EQ(start.size(), 1u);
+    ASSERT_TRUE(agent->waitForLog("Screen update callbacks have been registered"));
+
+    SCOPED_TRACE("plug");
+    ASSERT_EQ(x->run({"xrandr", "--addmode", "DUMMY1", "1024x768"}), 0);
+    ASSERT_EQ(
+        x->run({"xrandr", "--output", "DUMMY1", "--mode", "1024x768", "--right-of", "DUMMY0"}), 0);
+    auto displays = randrDisplays(x->display());
+    ASSERT_TRUE(displays.count("DUMMY1"));
+    const auto d1 = displays.at("DUMMY1");
+    auto report = nextReportOf(d1.id);
+    ASSERT_TRUE(report);
+    expectReport(*report, d1, kAdd | kEnabled);
+
+    SCOPED_TRACE("mode change");
+    ASSERT_EQ(x->run({"xrandr", "--addmode", "DUMMY1", "800x600"}), 0);
+    ASSERT_EQ(x->run({"xrandr", "--output", "DUMMY1", "--mode", "800x600"}), 0);
+    displays = randrDisplays(x->display());
+    report = nextReportOf(d1.id);
+    ASSERT_TRUE(report);
+    expectReport(*report, displays.at("DUMMY1"), kSetMode);
+
+    SCOPED_TRACE("mirror");
+    ASSERT_EQ(x->run({"xrandr", "--addmode", "DUMMY2", "800x600"}), 0);
+    ASSERT_EQ(x->run({"xrandr", "--output", "DUMMY2", "--mode", "800x600", "--same-as", "DUMMY1"}),
+              0);
+    displays = randrDisplays(x->display());
+    ASSERT_TRUE(displays.count("DUMMY2"));
+    const auto d2 = displays.at("DUMMY2");
+    report = nextReportOf(d2.id);
+    ASSERT_TRUE(report);
+    expectReport(*report, d2, kAdd | kEnabled | kMirror);
+
+    SCOPED_TRACE("unplug");
+    ASSERT_EQ(x->run({"xrandr", "--output", "DUMMY2", "--off"}), 0);
+    report = nextReportOf(d2.id);
+    ASSERT_TRUE(report);
+    // Gone from the server: no bounds or rate are left to read.
+    EXPECT_EQ((*report)[1].get<int>(), kRemove | kDisabled) << *report;
+}
+
+// The adapter's card laid over /sys by umockdev-run; its output carries the EDID and the
+// connector id a kernel driver would set. The registry walk finds the adapter's index;
+// the machine's own output has none.
+TEST_F(RealAgentE2e, AnAdapterOutputIsReportedWithTheIndexTheRegistryFound) {
+    addSession(true);
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::XorgDummy));
+    ASSERT_EQ(x->run({"xrandr", "--addmode", "DUMMY1", "1024x768"}), 0);
+    ASSERT_EQ(
+        x->run({"xrandr", "--output", "DUMMY1", "--mode", "1024x768", "--right-of", "DUMMY0"}), 0);
+    const auto displays = randrDisplays(x->display());
+    ASSERT_EQ(displays.size(), 2u);
+    // The recorded tree's adapter connector: id 44, EDID vendor 0x4d10, product 0x1402.
+    ASSERT_NO_FATAL_FAILURE(markAsAdapterOutput(x->display(), displays.at("DUMMY1").id,
+                                                test::makeEdid(0x4d10, 0x1402), 44));
+    ASSERT_NO_FATAL_FAILURE(startManager());
+    startAgent({"ASAN_OPTIONS=verify_asan_link_order=0"},
+               {"/usr/bin/umockdev-run", "--device",
+                sourceDirectory() + "/tests/platform/linux/e2e/adapter-card.umockdev", "--"});
+    const auto reports = expectStartUp(2);
+    ASSERT_EQ(reports.size(), 2u);
+    expectReport(reports.at(displays.at("DUMMY1").id), displays.at("DUMMY1"), kAdd, 1);
+    expectReport(reports.at(displays.at("DUMMY0").id), displays.at("DUMMY0"), kAdd, kNoAdapter);
+    EXPECT_GE(agent->countInLog("FB index not found"), 1);
+    // umockdev-run passes the signal on and ends with the agent's status.
+    agent->process().signal(SIGTERM);
+    EXPECT_TRUE(manager->nextCall("closing"));
+    EXPECT_EQ(agentStatus(), 0);
+}
+
+}  // namespace
+}  // namespace qn::tests::e2e
