@@ -5,9 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "tests/support/linux/ChildProcess.h"
+#include "tests/support/ChildProcess.h"
 
 namespace qn::testing::linux_host {
+using qn::test::ChildProcess;
 
 class XvfbServer {
   public:
