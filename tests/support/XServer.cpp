@@ -63,7 +63,8 @@ void reap(pid_t pid) {
 }  // namespace
 
 std::unique_ptr<XServer> XServer::start(Kind kind, std::string* error,
-                                        const std::vector<std::string>& extraArgs) {
+                                        const std::vector<std::string>& extraArgs,
+                                        const std::string& xvfbScreen) {
     char pattern[] = "/tmp/qn-xserver-XXXXXX";
     if (!::mkdtemp(pattern)) {
         *error = std::string("mkdtemp: ") + std::strerror(errno);
@@ -80,7 +81,7 @@ std::unique_ptr<XServer> XServer::start(Kind kind, std::string* error,
     std::vector<std::string> args;
     if (kind == Kind::Xvfb) {
         args = {"Xvfb",      "-displayfd", std::to_string(kDisplayFd),
-                "-screen",   "0",          "1920x1080x24",
+                "-screen",   "0",          xvfbScreen,
                 "-nolisten", "tcp",        "-noreset"};
     } else {
         const std::string config = directory + "/xorg.conf";

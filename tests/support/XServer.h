@@ -16,9 +16,11 @@ class XServer {
     enum class Kind { Xvfb, XorgDummy };
 
     // Null when the server cannot be started or does not get ready; `error` says why.
-    // `extraArgs` go to the server's command line (such as "-extension", "RANDR").
+    // `extraArgs` go to the server's command line (such as "-extension", "RANDR");
+    // `xvfbScreen` is Xvfb's only screen as its -screen takes it.
     static std::unique_ptr<XServer> start(Kind kind, std::string* error,
-                                          const std::vector<std::string>& extraArgs = {});
+                                          const std::vector<std::string>& extraArgs = {},
+                                          const std::string& xvfbScreen = "1920x1080x24");
     ~XServer();
     XServer(const XServer&) = delete;
     XServer& operator=(const XServer&) = delete;

@@ -18,6 +18,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <stdexcept>
 #include <thread>
 
 #include "platform/linux/capture/X11DisplayStreams.h"
@@ -25,7 +26,8 @@
 #include "platform/linux/driver/DriverEndpointServer.h"
 #include "platform/linux/driver/DriverServices.h"
 #include "platform/linux/surface/SurfaceRegistry.h"
-#include "tests/platform/linux/capture/XvfbServer.h"
+#include "tests/support/XServer.h"
+#include "tests/support/linux/ScratchDir.h"
 
 namespace {
 
@@ -123,9 +125,18 @@ bool sendAll(int socket, iovec* iov, std::size_t count) {
     return true;
 }
 
+std::unique_ptr<qn::test::XServer> startXvfb() {
+    std::string error;
+    auto server = qn::test::XServer::start(qn::test::XServer::Kind::Xvfb, &error);
+    if (!server) {
+        throw std::runtime_error(error);
+    }
+    return server;
+}
+
 struct World {
-    qn::testing::linux_host::XvfbServer xvfb{"1920x1080x24"};
-    Painter painter{xvfb.display()};
+    std::unique_ptr<qn::test::XServer> xvfb = startXvfb();
+    Painter painter{xvfb->display()};
     qn::testing::linux_host::ScratchDir driverDir;
     qn::sys::Logger::Logged log{*qn::sys::Logger::instance(), "FrameRoadBench", ""};
     SurfaceRegistry registry;
@@ -159,7 +170,7 @@ struct World {
         copyThread = std::thread([this] { copyPeer(copySockets[1], stop); });
         // A tiny refresh period: the benchmark paces the frames itself.
         streams = std::make_unique<X11DisplayStreams>(
-            XcbConnection::open(xvfb.display().c_str()), registry, log, [](CGDirectDisplayID) {
+            XcbConnection::open(xvfb->display().c_str()), registry, log, [](CGDirectDisplayID) {
                 return DisplayArea{0, 0, kWidth, kHeight, 1e6};
             });
     }

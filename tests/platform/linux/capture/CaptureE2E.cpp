@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <stdexcept>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -15,7 +16,7 @@
 #include "platform/linux/driver/DriverServices.h"
 #include "platform/linux/surface/SurfaceRegistry.h"
 #include "tests/platform/linux/LinuxTestLog.h"
-#include "tests/platform/linux/capture/XvfbServer.h"
+#include "tests/support/XServer.h"
 
 // Last: Xlib defines macros (None, Bool) that the headers above use as names.
 #include <X11/Xlib-xcb.h>
@@ -110,7 +111,7 @@ struct Delivery {
 
 class CaptureE2E : public ::testing::Test {
   protected:
-    CaptureE2E() : xvfb("640x480x24"), painter(xvfb.display()), log("X11Capture") {}
+    CaptureE2E() : xvfb(startXvfb()), painter(xvfb->display()), log("X11Capture") {}
     ~CaptureE2E() override {
         streams.reset();
         // The caller's references, as the stream wrapper would hold them.
@@ -122,7 +123,7 @@ class CaptureE2E : public ::testing::Test {
     }
 
     void makeStreams(CaptureRung first) {
-        makeStreams(first, XcbConnection::open(xvfb.display().c_str()));
+        makeStreams(first, XcbConnection::open(xvfb->display().c_str()));
     }
     void makeStreams(CaptureRung first, XcbConnection connection) {
         X11DisplayStream::Settings settings;
@@ -188,7 +189,18 @@ class CaptureE2E : public ::testing::Test {
             }));
     }
 
-    testing::linux_host::XvfbServer xvfb;
+    static std::unique_ptr<qn::test::XServer> startXvfb() {
+        std::string error;
+        auto server = qn::test::XServer::start(
+            qn::test::XServer::Kind::Xvfb, &error, {},
+            std::to_string(kWidth) + "x" + std::to_string(kHeight) + "x24");
+        if (!server) {
+            throw std::runtime_error(error);
+        }
+        return server;
+    }
+
+    std::unique_ptr<qn::test::XServer> xvfb;
     Painter painter;
     testing::TestLog log;
     SurfaceRegistry registry;
@@ -215,7 +227,7 @@ TEST_P(CaptureRungs, TheLastFrameIsTheScreenAfterDrawingStops) {
     ASSERT_GE(framesSoFar(), 2u);
     const Delivery& last = deliveries.back();
     ASSERT_EQ(last.status, kCGDisplayStreamFrameStatusFrameComplete);
-    const ScreenImage screen(xvfb.display());
+    const ScreenImage screen(xvfb->display());
     EXPECT_EQ(screen.colourDifferences(last.surface->baseAddress(), last.surface->bytesPerRow()),
               0u);
     const char* expected[] = {"capture by SHM segments on the frame surfaces' descriptors",
@@ -312,14 +324,14 @@ TEST_F(CaptureE2E, AHeldSurfaceIsNeverWrittenAndCatchesUpWhenGivenBack) {
     // The update tells only what changed since the previous frame.
     ASSERT_EQ(deliveries.back().rects.size(), 1u);
     EXPECT_EQ(deliveries.back().rects[0], CGRectMake(200, 300, 80, 20));
-    const ScreenImage screen(xvfb.display());
+    const ScreenImage screen(xvfb->display());
     EXPECT_EQ(screen.colourDifferences(first->baseAddress(), first->bytesPerRow()), 0u);
 }
 
 TEST_F(CaptureE2E, StreamsOnAConnectionBorrowedFromXlib) {
     // As the agent runs: Xlib owns the connection and its event queue, the streams only
     // send requests and read their replies on it.
-    Display* owner = XOpenDisplay(xvfb.display().c_str());
+    Display* owner = XOpenDisplay(xvfb->display().c_str());
     ASSERT_NE(owner, nullptr);
     makeStreams(CaptureRung::ShmDescriptor, XcbConnection::borrow(XGetXCBConnection(owner)));
     EXPECT_EQ(streams->fd(), ConnectionNumber(owner));
@@ -328,7 +340,7 @@ TEST_F(CaptureE2E, StreamsOnAConnectionBorrowedFromXlib) {
     painter.fill(5, 5, 300, 200, 0x00ffffu);
     pump();
     ASSERT_EQ(framesSoFar(), 2u);
-    const ScreenImage screen(xvfb.display());
+    const ScreenImage screen(xvfb->display());
     EXPECT_EQ(screen.colourDifferences(deliveries.back().surface->baseAddress(),
                                        deliveries.back().surface->bytesPerRow()),
               0u);
@@ -364,7 +376,7 @@ TEST_F(CaptureE2E, AMovedAndResizedDisplayStartsOverInANewPool) {
     pump();
     ASSERT_EQ(framesSoFar(), before + 2);
     EXPECT_EQ(deliveries.back().rects, (std::vector<CGRect>{CGRectMake(50, 50, 20, 20)}));
-    const ScreenImage screen(xvfb.display());
+    const ScreenImage screen(xvfb->display());
     EXPECT_EQ(screen.colourDifferences(deliveries.back().surface->baseAddress(),
                                        deliveries.back().surface->bytesPerRow(), area),
               0u);
@@ -442,7 +454,7 @@ TEST_F(CaptureE2E, ThePeerReadsTheFrameOnlyThroughWhatItWasHanded) {
     peer.join();
     DriverDirectory::set(DriverDirectory::builtIn());
 
-    const ScreenImage screen(xvfb.display());
+    const ScreenImage screen(xvfb->display());
     ASSERT_EQ(peerCopy.size(), kWidth * kHeight * 4);
     EXPECT_EQ(screen.colourDifferences(peerCopy.data(), kWidth * 4), 0u);
 }

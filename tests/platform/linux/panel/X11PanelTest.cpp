@@ -11,7 +11,7 @@
 #include "app/OSX/QuintorUserAgent/QNUAMessageWindowController.h"
 #include "platform/sim/SimHost.h"
 #include "tests/platform/linux/panel/PanelTestSupport.h"
-#include "tests/platform/linux/panel/XvfbServer.h"
+#include "tests/support/XServer.h"
 #include "tools/qnpanel/PanelSamples.h"
 // Last: Xlib's macros (None, Bool, Status) would break the headers above.
 #include <X11/Xlib.h>
@@ -28,12 +28,14 @@ using testing::pixelAt;
 class X11Panel : public ::testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_TRUE(server.ready()) << "Xvfb did not start";
-        probe.reset(XOpenDisplay(server.name().c_str()));
-        ASSERT_TRUE(probe) << "no connection to " << server.name();
+        std::string error;
+        server = qn::test::XServer::start(qn::test::XServer::Kind::Xvfb, &error, {}, "1280x800x24");
+        ASSERT_TRUE(server) << error;
+        probe.reset(XOpenDisplay(server->display().c_str()));
+        ASSERT_TRUE(probe) << "no connection to " << server->display();
         panel = std::make_unique<X11PanelAppKit>(host.appKit().workspaceNotificationCenter(),
                                                  testing::sourceDir() + "/resources",
-                                                 server.name().c_str());
+                                                 server->display().c_str());
         ASSERT_TRUE(panel->connected());
         auto b = host.backend();
         b.appKit = panel.get();
@@ -91,7 +93,7 @@ class X11Panel : public ::testing::Test {
         return path;
     }
 
-    testing::XvfbServer server;
+    std::unique_ptr<qn::test::XServer> server;
     sim::SimHost host;
     DisplayOwner probe;
     std::unique_ptr<X11PanelAppKit> panel;
