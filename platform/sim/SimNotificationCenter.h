@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/Foundation.h"
+#include "platform/NotificationObservers.h"
 #include "platform/sim/SimRunLoop.h"
 
 namespace qn::platform::sim {
@@ -29,19 +30,11 @@ class SimNotificationCenter : public NSNotificationCenter {
     const std::vector<NSNotification>& posted() const { return m_posted; }
 
   private:
-    struct Observer {
-        const void* observer;
-        NSNotificationHandler selector;
-        std::string name;
-        const void* object;
-        bool removed = false;
-    };
-
     void deliver(const NSNotification& notification);
 
     SimRunLoop& m_runLoop;
     Delivery m_delivery;
-    std::vector<std::shared_ptr<Observer>> m_observers;
+    NotificationObservers m_observers;
     std::vector<NSNotification> m_posted;
 };
 

@@ -3,10 +3,10 @@
 // postNotification returns; the distributed centre is fed by the Manager link from the
 // bus, already on the loop, and a local post to it is delivered on the loop's next turn.
 
-#include <memory>
 #include <vector>
 
 #include "platform/Foundation.h"
+#include "platform/NotificationObservers.h"
 #include "platform/linux/event/MainQueue.h"
 
 namespace qn::platform::linux_host {
@@ -27,17 +27,9 @@ class LinuxNotificationCenter : public NSNotificationCenter {
     void deliver(const NSNotification& notification);
 
   private:
-    struct Observer {
-        const void* observer;
-        NSNotificationHandler selector;
-        std::string name;
-        const void* object;
-        bool removed = false;
-    };
-
     MainQueue& m_mainQueue;
     Delivery m_delivery;
-    std::vector<std::shared_ptr<Observer>> m_observers;
+    NotificationObservers m_observers;
 };
 
 }  // namespace qn::platform::linux_host

@@ -124,7 +124,11 @@ TEST_F(LinuxFoundationTest, DelayedDispatchRunsInDeadlineOrderOnTheMainThread) {
                               dispatch.dispatch_get_main_queue(), &context,
                               [](void* c) { *static_cast<int*>(c) = 30; });
     runUntil([&] { return context == 30; });
-    EXPECT_EQ(order, (std::vector<int>{0, 1, 2}));
+    // The asynchronous block is not ordered against timers that fell due while the test
+    // was descheduled; the delayed ones keep their deadlines' order.
+    ASSERT_EQ(order.size(), 3u);
+    std::erase(order, 0);
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
     EXPECT_EQ(dispatch.queueCount(), 1u);
     dispatch.dispatch_release(queue);
     EXPECT_EQ(dispatch.queueCount(), 0u);
