@@ -12,6 +12,7 @@
 
 #include "sys/libutils/LogOutputs.h"
 #include "tests/sys/libutils/LogTestSupport.h"
+#include "tests/tools/qnlog/QnlogRun.h"
 #include "tools/qnlog/LogFollower.h"
 #include "tools/qnlog/QnlogApp.h"
 
@@ -20,19 +21,6 @@ namespace {
 
 using sys::logoutput::FileOutput;
 using testing::ScratchDir;
-
-struct Outcome {
-    int status;
-    std::string out, err;
-};
-
-Outcome qnlog(const std::vector<std::string>& args, const std::string& input = "") {
-    std::istringstream in(input);
-    std::ostringstream out, err;
-    QnlogApp app(in, out, err);
-    const int status = app.run(args);
-    return {status, out.str(), err.str()};
-}
 
 // The armoured lines of a log with count lines "message N", N from 1.
 std::vector<std::string> armouredLog(const ScratchDir& dir, const std::string& name, int count) {

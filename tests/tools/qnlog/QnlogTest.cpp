@@ -8,6 +8,7 @@
 
 #include "sys/libutils/LogOutputs.h"
 #include "tests/sys/libutils/LogTestSupport.h"
+#include "tests/tools/qnlog/QnlogRun.h"
 #include "tools/qnlog/LogFollower.h"
 #include "tools/qnlog/QnlogApp.h"
 
@@ -16,19 +17,6 @@ namespace {
 
 using sys::logoutput::FileOutput;
 using testing::ScratchDir;
-
-struct Outcome {
-    int status;
-    std::string out, err;
-};
-
-Outcome qnlog(const std::vector<std::string>& args, const std::string& input = "") {
-    std::istringstream in(input);
-    std::ostringstream out, err;
-    QnlogApp app(in, out, err);
-    const int status = app.run(args);
-    return {status, out.str(), err.str()};
-}
 
 // Writes a short mixed log: two modules, two instances, several levels.
 void writeMixedLog(const std::string& path) {

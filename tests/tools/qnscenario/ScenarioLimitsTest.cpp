@@ -4,19 +4,11 @@
 #include <string>
 
 #include "platform/sim/SimRunLoop.h"
+#include "tests/tools/qnscenario/ScenarioRejection.h"
 #include "tools/qnscenario/Scenario.h"
 
 namespace qn::tools::qnscenario {
 namespace {
-
-std::pair<int, std::string> rejection(const std::string& text) {
-    try {
-        parseScenario(text);
-    } catch (const ScenarioError& e) {
-        return {e.line(), e.message()};
-    }
-    return {0, ""};
-}
 
 std::string nested(const std::string& open, const std::string& close, int depth) {
     std::string text;

@@ -4,20 +4,11 @@
 
 #include <sstream>
 
+#include "tests/tools/qnscenario/ScenarioRejection.h"
 #include "tools/qnscenario/ScenarioPlayer.h"
 
 namespace qn::tools::qnscenario {
 namespace {
-
-// The line and message of the rejection, or {0, ""} when the text parses.
-std::pair<int, std::string> rejection(const std::string& text) {
-    try {
-        parseScenario(text);
-    } catch (const ScenarioError& e) {
-        return {e.line(), e.message()};
-    }
-    return {0, ""};
-}
 
 TEST(ScenarioParseTest, RejectionsCarryTheLineOfWhatWasRejected) {
     EXPECT_EQ(rejection("{\n  \"steps\": [\n    {\"advance\": 1},,\n  ]\n}").first, 3);
