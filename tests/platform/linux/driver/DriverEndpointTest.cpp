@@ -224,10 +224,10 @@ TEST_F(DriverEndpoint, APeerThatWentAwayIsConnectedAgainOnceItIsBack) {
     EXPECT_EQ(services.openConnections(), 0u);
     surface->release();
     EXPECT_EQ(log.messages("DriverServices"),
-              (std::vector<std::string>{
-                  "IOConnectCallMethod: QuintorParent5 has gone",
-                  "IOConnectCallMethod: cannot connect to QuintorParent5 again: No such file or directory",
-                  "IOConnectCallMethod: connected to QuintorParent5 again"}));
+              (std::vector<std::string>{"IOConnectCallMethod: QuintorParent5 has gone",
+                                        "IOConnectCallMethod: cannot connect to QuintorParent5 "
+                                        "again: No such file or directory",
+                                        "IOConnectCallMethod: connected to QuintorParent5 again"}));
 }
 
 }  // namespace
