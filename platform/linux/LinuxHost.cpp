@@ -3,7 +3,13 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+
 #include "platform/linux/audio/PipeWireAudio.h"
+#include "platform/linux/capture/StreamingQuartz.h"
+#include "platform/linux/capture/X11DisplayStreams.h"
+#include "platform/linux/driver/DriverRoutedIOKit.h"
 #include "platform/linux/login/LoginEvents.h"
 #include "platform/linux/login/LoginSession.h"
 #include "platform/linux/panel/X11PanelAppKit.h"
@@ -31,7 +37,9 @@ void LinuxHost::startBackends(const std::string& resourceDirectory) {
     startX11();
     m_sysfs =
         std::make_unique<sysfs::SysfsIOKit>("/", [this] { return m_x11->drivenConnectorIds(); });
-    m_ioKit.lend(*m_sysfs);
+    m_driverIoKit = std::make_unique<DriverRoutedIOKit>(*m_sysfs, m_surfaces);
+    m_ioKit.lend(*m_driverIoKit);
+    m_ioSurface.lend(m_surfacePort);
     if (m_loginSession) {
         m_loginEvents = std::make_unique<login::LoginEvents>(m_loginBus.get(), *m_loginSession,
                                                              m_workspaceCenter);
@@ -74,7 +82,55 @@ void LinuxHost::startX11() {
         m_x11Io = m_loop.addIo(m_x11->fd(), EPOLLIN, "x11-quartz",
                                [this](std::uint32_t) { runX11Turn(); });
     }
-    m_quartz.lend(*m_x11);
+    m_streaming = std::make_unique<StreamingQuartz>(
+        *m_x11, m_surfaces,
+        [](SurfaceRegistry& registry, const sys::Logger::Logged& log,
+           X11DisplayStreams::DisplayLookup lookup) {
+            // A connection of its own: the streams' damage and SHM requests stay off
+            // Xlib's queue and error handler, and out of the display facts' turns.
+            return std::make_unique<X11DisplayStreams>(XcbConnection::open(nullptr), registry, log,
+                                                       std::move(lookup));
+        },
+        [this](X11DisplayStreams& streams) { watchStreams(streams); });
+    m_quartz.lend(*m_streaming);
+}
+
+void LinuxHost::watchStreams(X11DisplayStreams& streams) {
+    if (streams.fd() >= 0) {
+        m_streamsIo = m_loop.addIo(streams.fd(), EPOLLIN, "x11-streams",
+                                   [this](std::uint32_t) { runStreams(); });
+    }
+}
+
+void LinuxHost::runStreams() {
+    if (X11DisplayStreams* streams = m_streaming->streams()) {
+        streams->dispatch();
+    }
+}
+
+void LinuxHost::armStreamsTimer() {
+    X11DisplayStreams* streams = m_streaming ? m_streaming->streams() : nullptr;
+    const auto due = streams ? streams->nextDeadline() : std::nullopt;
+    if (!due) {
+        m_streamsTimer.reset();
+        m_streamsTimerAt = 0;
+        return;
+    }
+    // The streams' clock is CLOCK_MONOTONIC, as the loop's; a deadline passed is now.
+    const auto sinceBoot =
+        std::chrono::duration_cast<std::chrono::microseconds>(due->time_since_epoch()).count();
+    const std::uint64_t at =
+        std::max<std::uint64_t>(sinceBoot > 0 ? static_cast<std::uint64_t>(sinceBoot) : 0, 1);
+    if (m_streamsTimer && at == m_streamsTimerAt) {
+        return;
+    }
+    m_streamsTimerAt = at;
+    m_streamsTimer = m_loop.addTimer(at, "x11-streams-due", [this]() -> std::uint64_t {
+        // Re-armed after the turn, from the deadlines as the dispatch left them.
+        m_streamsTimerAt = 0;
+        runStreams();
+        return 0;
+    });
 }
 
 void LinuxHost::runX11Turn() {
@@ -99,6 +155,15 @@ void LinuxHost::afterEachTurn() {
         scheduleX11Turn();
     }
     m_panel->processPendingEvents();
+    if (X11DisplayStreams* streams = m_streaming ? m_streaming->streams() : nullptr) {
+        if (streams->drainQueuedEvents() && !m_streamsMore) {
+            m_streamsMore = m_loop.defer("x11-streams-more", [this] {
+                m_streamsMore.reset();
+                runStreams();
+            });
+        }
+        armStreamsTimer();
+    }
 }
 
 Backend LinuxHost::backend() {

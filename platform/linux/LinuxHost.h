@@ -29,6 +29,8 @@
 #include "platform/linux/event/LinuxFoundation.h"
 #include "platform/linux/event/LinuxNotificationCenter.h"
 #include "platform/linux/event/MainQueue.h"
+#include "platform/linux/surface/LinuxIOSurface.h"
+#include "platform/linux/surface/SurfaceRegistry.h"
 #include "platform/linux/system/LinuxSystem.h"
 
 namespace qn::platform::x11 {
@@ -48,6 +50,11 @@ class LoginEvents;
 namespace qn::platform::panel {
 class X11PanelAppKit;
 }
+namespace qn::platform::linux_host {
+class StreamingQuartz;
+class X11DisplayStreams;
+class DriverRoutedIOKit;
+}  // namespace qn::platform::linux_host
 
 namespace qn::platform::linux_host {
 
@@ -93,6 +100,9 @@ class LinuxHost {
     void runX11Turn();
     void scheduleX11Turn();
     void afterEachTurn();
+    void watchStreams(X11DisplayStreams& streams);
+    void runStreams();
+    void armStreamsTimer();
 
     EventLoop m_loop;
     MainQueue m_mainQueue;
@@ -103,6 +113,10 @@ class LinuxHost {
     // Delivers before postNotification returns: logind's sleep lock is let go only once
     // the observers have run.
     LinuxNotificationCenter m_workspaceCenter;
+    // Every frame surface is listed here until its last release, and the port over them
+    // holds no state: both outlive every backend below.
+    SurfaceRegistry m_surfaces;
+    LinuxIOSurface m_surfacePort;
     PortSlot<System> m_systemSlot;
     PortSlot<IOSurface> m_ioSurface;
     PortSlot<IOKit> m_ioKit;
@@ -116,7 +130,16 @@ class LinuxHost {
     std::unique_ptr<x11::X11Quartz> m_x11;
     Registration m_x11Io;
     Registration m_x11Turn;
+    // Display streams on an X connection of their own, made at the first stream; their
+    // descriptor and next deadline are on the loop once they exist.
+    std::unique_ptr<StreamingQuartz> m_streaming;
+    Registration m_streamsIo;
+    Registration m_streamsTimer;
+    std::uint64_t m_streamsTimerAt = 0;
+    Registration m_streamsMore;
     std::unique_ptr<sysfs::SysfsIOKit> m_sysfs;
+    // The driver's endpoints beside the sysfs registry.
+    std::unique_ptr<DriverRoutedIOKit> m_driverIoKit;
     std::unique_ptr<login::LoginEvents> m_loginEvents;
     std::unique_ptr<panel::X11PanelAppKit> m_panel;
     Registration m_panelIo;

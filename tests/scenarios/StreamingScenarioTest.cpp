@@ -96,16 +96,12 @@ TEST(StreamingScenario, TwoDisplaysThousandFramesEachThroughTwoManagerRestarts) 
     }
     EXPECT_EQ(compared, frames.size() / 100);
 
-    // Balanced at the end, but for what the updater keeps on purpose:
-    // 1. the frame each old Manager held when it restarted: the old updater never gets
-    //    its release, and its stop leaves the frame with the Manager as it is;
-    // 2. the frames overwritten after a failed send (above);
-    std::set<std::uint64_t> expectedInUse(streaming.abandoned().begin(),
-                                          streaming.abandoned().end());
-    expectedInUse.insert(heldAfterFailure.begin(), heldAfterFailure.end());
+    // Balanced at the end: the frame each old Manager held when it restarted goes back
+    // with the old updater, and a frame a failed send left behind goes back when the next
+    // one takes its place (above). What stays is
     std::set<std::uint64_t> inUse;
     for (const auto& stream : host.quartz().streams()) {
-        // 3. the platform's reference to each stream, which the wrapper never releases;
+        // 1. the platform's reference to each stream, which the wrapper never releases;
         EXPECT_EQ(stream->retainCount(), 1);
         EXPECT_FALSE(stream->running);
         EXPECT_EQ(stream->stoppedDelivered, 1);
@@ -121,10 +117,10 @@ TEST(StreamingScenario, TwoDisplaysThousandFramesEachThroughTwoManagerRestarts) 
         }
     }
     EXPECT_EQ(host.quartz().streams().size(), 6u);
-    EXPECT_EQ(inUse, expectedInUse);
+    EXPECT_TRUE(inUse.empty());
     EXPECT_FALSE(heldAfterFailure.empty());
-    // 4. one reference to every merged update (made owned, retained once more, released
-    //    once); and the update of each frame held under 1 and 2.
+    // 2. one reference to every merged update (made owned, retained once more, released
+    //    once).
     std::size_t liveMerged = 0;
     std::size_t liveOther = 0;
     std::size_t merges = 0;

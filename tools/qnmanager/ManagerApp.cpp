@@ -42,7 +42,17 @@ ManagerApp::ManagerApp(const ManagerOptions& options, std::ostream& out, std::os
       m_err(err),
       m_transcript(out),
       m_presence(m_loop, options.address),
-      m_object(m_loop, m_transcript, m_rules) {}
+      m_object(m_loop, m_transcript, m_rules),
+      m_frames(
+          m_loop, m_transcript, [this] { return m_presence.bus(); },
+          FrameReceiver::Settings{options.driverDirectory, options.driverIndices,
+                                  options.releaseDelayMs, options.pngDirectory, options.pngLast,
+                                  options.streamAdapters}) {
+    m_object.setCallObserver(
+        [this](const std::string& selector, const std::vector<platform::Value>& arguments) {
+            m_frames.onCall(selector, arguments);
+        });
+}
 
 int ManagerApp::takeName() {
     int r = m_presence.connect();
@@ -140,6 +150,26 @@ bool ManagerApp::execute(const std::string& command) {
         }
         return true;
     }
+    if (verb == "start-stream" || verb == "stop-stream") {
+        std::istringstream parts(rest);
+        std::uint64_t display = 0, index = 0, token = 1;
+        if (!(parts >> display) || (verb == "start-stream" && !(parts >> index))) {
+            return bad(verb == "start-stream" ? "start-stream needs DISPLAY INDEX [TOKEN]"
+                                              : "stop-stream needs DISPLAY");
+        }
+        parts >> token;
+        const bool posted = verb == "start-stream"
+                                ? m_frames.startStream(static_cast<std::uint32_t>(display),
+                                                       static_cast<std::uint32_t>(index), token)
+                                : m_frames.stopStream(static_cast<std::uint32_t>(display));
+        return posted || bad("cannot post");
+    }
+    if (verb == "png") {
+        if (rest.empty()) {
+            return bad("png needs a file");
+        }
+        return m_frames.writeLastFrame(rest) || bad("no frame written");
+    }
     if (verb == "quit") {
         m_loop.exit(0);
         return true;
@@ -226,6 +256,12 @@ int ManagerApp::run() {
     if (!loadScript()) {
         return 2;
     }
+    try {
+        m_frames.open();
+    } catch (const std::system_error& e) {
+        m_err << "qnmanager: cannot serve the driver endpoint: " << e.what() << '\n';
+        return 1;
+    }
     if (takeName() < 0) {
         return 1;
     }
@@ -244,6 +280,12 @@ int ManagerApp::run() {
     const int r = m_loop.run();
     m_object.detach();
     m_presence.leave();
+    if (!m_frames.lastFrameFile().empty() && !m_frames.writeLastFrame(m_frames.lastFrameFile())) {
+        m_err << "qnmanager: no frame written to " << m_frames.lastFrameFile() << '\n';
+        if (m_status == 0) {
+            m_status = 1;
+        }
+    }
     return r < 0 ? 1 : m_status;
 }
 

@@ -11,6 +11,7 @@
 #include "platform/linux/event/EventLoop.h"
 #include "tools/qnmanager/BusPresence.h"
 #include "tools/qnmanager/CallRules.h"
+#include "tools/qnmanager/FrameReceiver.h"
 #include "tools/qnmanager/ManagerObject.h"
 #include "tools/qnmanager/ManagerOptions.h"
 #include "tools/qnmanager/Transcript.h"
@@ -38,6 +39,7 @@ class ManagerApp {
     CallRules m_rules;
     BusPresence m_presence;
     ManagerObject m_object;
+    FrameReceiver m_frames;
     platform::Registration m_input;
     std::string m_pending;
     std::list<platform::Registration> m_scripted;

@@ -72,14 +72,23 @@ int ManagerObject::handle(sd_bus_message* message, sd_bus_error* error) {
         auto entry = std::prev(m_lateReplies.end());
         *entry = m_loop.addTimer(platform::linux_host::EventLoop::now() +
                                      static_cast<std::uint64_t>(rule.delaySeconds * 1e6),
-                                 "late-reply", [this, kept, entry]() -> std::uint64_t {
+                                 "late-reply",
+                                 [this, kept, entry, selector = std::string(method->selector),
+                                  arguments]() -> std::uint64_t {
                                      sd_bus_reply_method_return(kept->get(), "");
                                      m_lateReplies.erase(entry);
+                                     if (m_observer) {
+                                         m_observer(selector, arguments);
+                                     }
                                      return 0;
                                  });
         return 1;
     }
-    return answered(sd_bus_reply_method_return(message, ""));
+    const int r = answered(sd_bus_reply_method_return(message, ""));
+    if (r >= 0 && m_observer) {
+        m_observer(method->selector, arguments);
+    }
+    return r;
 }
 
 }  // namespace qn::tools::qnmanager

@@ -3,9 +3,13 @@
 // Every call is written to the transcript as it arrives; the call rules decide whether
 // it is refused or answered late.
 
+#include <functional>
 #include <list>
+#include <string>
+#include <vector>
 
 #include "platform/Registration.h"
+#include "platform/Value.h"
 #include "platform/linux/bus/BusHandles.h"
 #include "platform/linux/event/EventLoop.h"
 #include "tools/qnmanager/CallRules.h"
@@ -25,6 +29,10 @@ class ManagerObject {
     int attach(sd_bus* bus);
     // Stops serving; replies still waiting are never sent.
     void detach();
+    // Told of every call that was answered (not refused), after its answer.
+    using CallObserver =
+        std::function<void(const std::string& selector, const std::vector<platform::Value>&)>;
+    void setCallObserver(CallObserver observer) { m_observer = std::move(observer); }
 
   private:
     static int onMessage(sd_bus_message* message, void* userdata, sd_bus_error* error);
@@ -35,6 +43,7 @@ class ManagerObject {
     CallRules& m_rules;
     platform::linux_host::BusSlotPtr m_slot;
     std::list<platform::Registration> m_lateReplies;
+    CallObserver m_observer;
 };
 
 }  // namespace qn::tools::qnmanager

@@ -18,6 +18,14 @@ const char* managerUsage() {
            "  --post NAME[=JSON]   post a notification once the name is owned\n"
            "  --refuse SELECTOR=MESSAGE   refuse the next such call with MESSAGE\n"
            "  --delay SELECTOR=SECONDS    answer the next such call SECONDS late\n"
+           "  --driver-dir DIR     where the driver endpoints are (default: the built-in one)\n"
+           "  --driver-index N     serve the driver endpoint QuintorParent<N> (repeatable)\n"
+           "  --release-delay-ms MS   give each frame back MS after it came (default: at\n"
+           "                       once while an endpoint is served, never otherwise)\n"
+           "  --png-dir DIR        write every frame received as DIR/frame-<display>-<n>.png\n"
+           "  --png-last FILE      write the last frame received as PNG at the end\n"
+           "  --stream-adapters    start a stream for each display reported with a served\n"
+           "                       index (again after each agent's start)\n"
            "  --impostor           do not own the name: post what --post says, then exit\n"
            "  --introspect         print the Manager object's introspection XML and exit\n"
            "  --help               this text\n"
@@ -28,10 +36,14 @@ const char* managerUsage() {
            "  delay SELECTOR SECONDS      answer the next call of SELECTOR SECONDS late\n"
            "  drop                        leave the bus (the name loses its owner)\n"
            "  return                      come back to the bus and own the name again\n"
+           "  start-stream DISPLAY INDEX [TOKEN]   ask for a display stream\n"
+           "  stop-stream DISPLAY         stop it\n"
+           "  png FILE                    write the last frame received as PNG (--png-last)\n"
            "  quit                        end (end of input only stops the reading)\n"
            "\n"
-           "exit status: 0 ended by quit, SIGTERM or SIGINT; 1 the bus or the name\n"
-           "could not be had; 2 usage error.\n";
+           "exit status: 0 ended by quit, SIGTERM or SIGINT; 1 the bus, the name or a\n"
+           "driver endpoint could not be had, or the last frame could not be written;\n"
+           "2 usage error.\n";
 }
 
 std::optional<ManagerOptions> parseManagerOptions(const std::vector<std::string>& arguments,
@@ -96,6 +108,38 @@ std::optional<ManagerOptions> parseManagerOptions(const std::vector<std::string>
         } else if (a == "--delay") {
             if (!pair("delay"))
                 return std::nullopt;
+        } else if (a == "--driver-dir") {
+            const auto v = value();
+            if (!v)
+                return std::nullopt;
+            options.driverDirectory = *v;
+        } else if (a == "--driver-index" || a == "--release-delay-ms") {
+            const auto v = value();
+            if (!v)
+                return std::nullopt;
+            char* end = nullptr;
+            const long n = std::strtol(v->c_str(), &end, 10);
+            if (v->empty() || *end != '\0' || n < 0 || n > 0x7fffffff) {
+                error = a + " needs a number";
+                return std::nullopt;
+            }
+            if (a == "--driver-index") {
+                options.driverIndices.push_back(static_cast<std::uint32_t>(n));
+            } else {
+                options.releaseDelayMs = static_cast<int>(n);
+            }
+        } else if (a == "--png-dir") {
+            const auto v = value();
+            if (!v)
+                return std::nullopt;
+            options.pngDirectory = *v;
+        } else if (a == "--png-last") {
+            const auto v = value();
+            if (!v)
+                return std::nullopt;
+            options.pngLast = *v;
+        } else if (a == "--stream-adapters") {
+            options.streamAdapters = true;
         } else if (a == "--introspect") {
             options.introspect = true;
         } else if (a == "--impostor") {

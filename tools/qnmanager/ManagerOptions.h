@@ -1,6 +1,7 @@
 #pragma once
 // The stand-in's command line.
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,6 +17,15 @@ struct ManagerOptions {
     std::string script;
     // Commands run at once, in order (--post, --refuse, --delay).
     std::vector<std::string> commands;
+    // The driver endpoints to serve: their directory (empty: the built-in one) and indices.
+    std::string driverDirectory;
+    std::vector<std::uint32_t> driverIndices;
+    // -1: frames go back at once while endpoints are served, and not at all otherwise.
+    int releaseDelayMs = -1;
+    std::string pngDirectory;
+    std::string pngLast;
+    // Start a stream for each display reported with a served index.
+    bool streamAdapters = false;
     // Connect without owning the name: post what --post says and leave.
     bool impostor = false;
     // Print the object's introspection document and exit.

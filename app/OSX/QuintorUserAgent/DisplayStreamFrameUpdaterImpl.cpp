@@ -37,6 +37,20 @@ DisplayStreamFrameUpdaterImpl::DisplayStreamFrameUpdaterImpl(
 }
 
 DisplayStreamFrameUpdaterImpl::~DisplayStreamFrameUpdaterImpl() {
+    // Nobody can give these frames back once the updater is gone: a Manager that died
+    // holding one, or one that never released it before the stop, would leak a frame
+    // surface per stream.
+    {
+        PendingAccess pending(m_pending);
+        if (pending->update != nullptr) {
+            giveBack(pending->surface, pending->update);
+            pending->update = nullptr;
+        }
+        if (m_sentHeld) {
+            giveBack(m_sentSurface, m_sentUpdate);
+            m_sentHeld = false;
+        }
+    }
     m_qnmProxy = platform::QNUAMessageHandlerProxy();
     // The mapper closes its driver connection as it goes.
     m_memoryMapper.reset();
@@ -103,7 +117,11 @@ void DisplayStreamFrameUpdaterImpl::frameAvailableHandler(
     PendingAccess pending(m_pending);
     if (pending->ready) {
         QNUA_LOG(Logger::VERBOSE) << "QNM is ready to accept new frame";
-        // Whatever a failed send left here is overwritten and stays held.
+        // A frame that a failed send left here goes back first: kept, it would hold its
+        // surface for good, and a stream whose surfaces are all held makes no frame.
+        if (pending->update != nullptr) {
+            giveBack(pending->surface, pending->update);
+        }
         pending->surface = surface;
         pending->update = update;
         platform::CFRetain(update);
@@ -155,6 +173,7 @@ void DisplayStreamFrameUpdaterImpl::sendLastFrameInfo(PendingAccess& pending) {
     m_sentSurface = pending->surface;
     m_sentUpdate = pending->update;
     m_sentSurfaceAddress = baseAddress;
+    m_sentHeld = true;
     pending->ready = false;
     pending->update = nullptr;
 }
@@ -193,12 +212,10 @@ void DisplayStreamFrameUpdaterImpl::releaseFrameSurface(std::uint64_t surfaceAdd
     PendingAccess pending(m_pending);
     if (surfaceAddress != 0) {
         m_memoryMapper->release(surfaceAddress);
-        // The sent fields are not cleared: a second release of one address drops the
-        // frame's references a second time.
-        if (m_sentSurfaceAddress == surfaceAddress) {
-            platform::ioSurface().IOSurfaceDecrementUseCount(m_sentSurface);
-            platform::CFRelease(m_sentSurface);
-            platform::CFRelease(m_sentUpdate);
+        // A second release of one address drops nothing: the references are gone.
+        if (m_sentSurfaceAddress == surfaceAddress && m_sentHeld) {
+            giveBack(m_sentSurface, m_sentUpdate);
+            m_sentHeld = false;
         }
     }
     if (pending->update != nullptr) {
@@ -223,6 +240,13 @@ void DisplayStreamFrameUpdaterImpl::stop() {
     if (m_displayStream) {
         m_displayStream->stop();
     }
+}
+
+void DisplayStreamFrameUpdaterImpl::giveBack(platform::IOSurfaceRef surface,
+                                             platform::CGDisplayStreamUpdateRef update) {
+    platform::ioSurface().IOSurfaceDecrementUseCount(surface);
+    platform::CFRelease(surface);
+    platform::CFRelease(update);
 }
 
 void DisplayStreamFrameUpdaterImpl::deleteSelf(void* updater) {

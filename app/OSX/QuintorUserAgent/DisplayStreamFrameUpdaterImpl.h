@@ -75,6 +75,8 @@ class DisplayStreamFrameUpdaterImpl : public tk::osxqnm::DisplayStreamFrameUpdat
     platform::CGRect sendDirtyRects(platform::CGDisplayStreamUpdateRef update);
     void proxyFailed(const std::string& reason);
     static void deleteSelf(void* updater);
+    // One use count and one reference of the surface, one of the update.
+    static void giveBack(platform::IOSurfaceRef surface, platform::CGDisplayStreamUpdateRef update);
 
     platform::QNUAMessageHandlerProxy m_qnmProxy;
     ExceptionHandlingCallbacks* m_exceptionHandlingDelegate;
@@ -89,6 +91,8 @@ class DisplayStreamFrameUpdaterImpl : public tk::osxqnm::DisplayStreamFrameUpdat
     platform::CGDisplayStreamUpdateRef m_sentUpdate = nullptr;
     platform::IOSurfaceRef m_sentSurface = nullptr;
     std::uint64_t m_sentSurfaceAddress = 0;
+    // The sent frame's use count and references are still held (until its release).
+    bool m_sentHeld = false;
     std::uint64_t m_token = 0;
 };
 

@@ -159,6 +159,18 @@ void X11DisplayStreams::dispatch() {
     xcb_flush(m_connection.get());
 }
 
+bool X11DisplayStreams::drainQueuedEvents() {
+    if (!m_connection.usable() || !m_connection.owned()) {
+        return false;
+    }
+    bool any = false;
+    while (xcb_generic_event_t* event = xcb_poll_for_queued_event(m_connection.get())) {
+        std::free(event);
+        any = true;
+    }
+    return any;
+}
+
 std::optional<X11DisplayStream::Clock::time_point> X11DisplayStreams::nextDeadline() const {
     std::optional<X11DisplayStream::Clock::time_point> next;
     for (const auto* stream : m_streams) {

@@ -56,6 +56,10 @@ class X11DisplayStreams {
     // Reads what X has sent (on a connection of our own) and lets every stream do what
     // is due.
     void dispatch();
+    // Whether xcb already holds events it read while waiting for a reply, which the
+    // descriptor will not announce; they are dropped here, and true means dispatch() is
+    // due (a damage notification left unread would be the last of its stream).
+    bool drainQueuedEvents();
     std::optional<X11DisplayStream::Clock::time_point> nextDeadline() const;
     std::size_t activeStreams() const { return m_streams.size(); }
 

@@ -57,6 +57,23 @@ std::vector<std::string> instancesIn(const std::string& directory) {
     return names;
 }
 
+// A new connection to the instance's socket; empty with errno set on failure.
+UniqueFd connectTo(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof(address.sun_path)) {
+        errno = ENAMETOOLONG;
+        return UniqueFd();
+    }
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    UniqueFd socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    if (socket && ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address),
+                            sizeof(address)) != 0) {
+        socket.reset();
+    }
+    return socket;
+}
+
 }  // namespace
 
 DriverServices::DriverServices(const SurfaceRegistry& surfaces, const Logger::Logged& log,
@@ -141,21 +158,14 @@ kern_return_t DriverServices::openInstance(const std::string& name, io_connect_t
         return kIOReturnBadArgument;
     }
     const std::string path = DriverDirectory::get() + "/" + name;
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof(address.sun_path)) {
-        return kIOReturnBadArgument;
-    }
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    UniqueFd socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    if (!socket || ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address),
-                             sizeof(address)) != 0) {
+    UniqueFd socket = connectTo(path);
+    if (!socket) {
         QN_LOG(m_log, Logger::INFO)
             << "IOServiceOpen: cannot connect to " << path << ": " << std::strerror(errno);
         return kIOReturnNoDevice;
     }
     const io_connect_t id = newId();
-    m_connections[id] = Connection{std::move(socket), name, {}};
+    m_connections[id] = Connection{std::move(socket), name, {}, false};
     *connect = id;
     return KERN_SUCCESS;
 }
@@ -194,6 +204,9 @@ kern_return_t DriverServices::IOConnectCallMethod(io_connect_t connection, std::
         return kIOReturnNotOpen;
     }
     Connection& c = found->second;
+    if (!c.socket && !reconnect(c)) {
+        return kIOReturnNotOpen;
+    }
     // The driver takes no scalars.
     if (inputCnt != 0 || (outputCnt != nullptr && *outputCnt != 0) ||
         inputStructCnt > kMaxDriverStruct) {
@@ -220,7 +233,7 @@ kern_return_t DriverServices::IOConnectCallMethod(io_connect_t connection, std::
     }
     if (!sendDriverRequest(c.socket.get(), request, pass.get())) {
         QN_LOG(m_log, Logger::INFO) << "IOConnectCallMethod: " << c.name << " has gone";
-        m_connections.erase(found);
+        lose(c);
         return kIOReturnNotOpen;
     }
     pollfd p{c.socket.get(), POLLIN, 0};
@@ -233,7 +246,7 @@ kern_return_t DriverServices::IOConnectCallMethod(io_connect_t connection, std::
         // Without its answer the connection is out of step for good.
         QN_LOG(m_log, Logger::INFO)
             << "IOConnectCallMethod: no answer from " << c.name << " to selector " << selector;
-        m_connections.erase(found);
+        lose(c);
         return kIOReturnNotOpen;
     }
     if (pass && answer->result == KERN_SUCCESS) {
@@ -246,6 +259,28 @@ kern_return_t DriverServices::IOConnectCallMethod(io_connect_t connection, std::
         *outputStructCnt = answer->output.size();
     }
     return answer->result;
+}
+
+void DriverServices::lose(Connection& c) {
+    c.socket.reset();
+    c.sentSurfaces.clear();
+    c.reconnectFailed = false;
+}
+
+bool DriverServices::reconnect(Connection& c) {
+    c.socket = connectTo(DriverDirectory::get() + "/" + c.name);
+    if (!c.socket) {
+        // Once per loss: a stream tries again with every frame.
+        if (!c.reconnectFailed) {
+            QN_LOG(m_log, Logger::INFO) << "IOConnectCallMethod: cannot connect to " << c.name
+                                        << " again: " << std::strerror(errno);
+            c.reconnectFailed = true;
+        }
+        return false;
+    }
+    QN_LOG(m_log, Logger::INFO) << "IOConnectCallMethod: connected to " << c.name << " again";
+    c.reconnectFailed = false;
+    return true;
 }
 
 kern_return_t DriverServices::IOConnectMapMemory(io_connect_t connect, std::uint32_t memoryType,

@@ -5,6 +5,10 @@
 // connects to the socket, and every method call is one request and its answer, so the
 // peer has handled a `prepare` before the agent tells the Manager about the frame.
 //
+// A connection whose peer has gone, or did not answer in time, is dropped; the next call
+// on it connects to the instance's socket anew (a restarted peer binds it again), so a
+// stream outlives its peer's restart. A new connection never carries a stale answer.
+//
 // Objects handed out here carry ids from kFirstId up, so the Linux IOKit port can route
 // an id it did not make to this object (owns()).
 
@@ -58,6 +62,7 @@ class DriverServices {
                                      mach_vm_address_t* atAddress, mach_vm_size_t* ofSize,
                                      IOOptionBits options);
 
+    // Connections open and not closed, including those waiting to connect again.
     std::size_t openConnections() const { return m_connections.size(); }
 
   private:
@@ -66,9 +71,14 @@ class DriverServices {
         std::string name;
         // Surfaces whose descriptor the peer already holds, by serial.
         std::set<std::uint64_t> sentSurfaces;
+        // A new connection after a loss failed (logged once per loss).
+        bool reconnectFailed = false;
     };
 
     io_object_t newId() { return m_nextId++; }
+    // The connection's socket is gone; its descriptors go with it.
+    static void lose(Connection& c);
+    bool reconnect(Connection& c);
     // The descriptor to send with a prepare of `record`'s address, -1 when the peer has
     // it; false when the address is no surface of ours.
     bool descriptorFor(Connection& c, const std::vector<std::uint8_t>& input, UniqueFd& fd,

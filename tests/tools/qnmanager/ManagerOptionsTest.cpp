@@ -37,6 +37,32 @@ TEST(ManagerOptions, MistakesAreUsageErrors) {
     EXPECT_EQ(error, "unknown option --verbose");
 }
 
+TEST(ManagerOptions, TheDriverEndpointsAndWhatIsDoneWithFrames) {
+    std::string error;
+    auto options = parseManagerOptions({}, error);
+    ASSERT_TRUE(options) << error;
+    EXPECT_TRUE(options->driverIndices.empty());
+    EXPECT_EQ(options->releaseDelayMs, -1);
+
+    options = parseManagerOptions({"--driver-dir", "/tmp/d", "--driver-index", "1",
+                                   "--driver-index", "3", "--release-delay-ms", "200", "--png-last",
+                                   "/tmp/f.png", "--png-dir", "/tmp/p", "--stream-adapters"},
+                                  error);
+    ASSERT_TRUE(options) << error;
+    EXPECT_EQ(options->driverDirectory, "/tmp/d");
+    EXPECT_EQ(options->driverIndices, (std::vector<std::uint32_t>{1, 3}));
+    EXPECT_EQ(options->releaseDelayMs, 200);
+    EXPECT_EQ(options->pngLast, "/tmp/f.png");
+    EXPECT_EQ(options->pngDirectory, "/tmp/p");
+    EXPECT_TRUE(options->streamAdapters);
+
+    for (const char* bad : {"-1", "x", "", "4294967296"}) {
+        EXPECT_FALSE(parseManagerOptions({"--driver-index", bad}, error)) << bad;
+        EXPECT_EQ(error, "--driver-index needs a number");
+    }
+    EXPECT_FALSE(parseManagerOptions({"--release-delay-ms", "2.5"}, error));
+}
+
 TEST(CallRules, EachRuleServesTheNextCallOfItsSelectorOnly) {
     CallRules rules;
     rules.refuseNext("closing", "busy");

@@ -197,16 +197,37 @@ TEST_F(DriverEndpoint, RefusesWhatItCannotShare) {
                             std::to_string(c) + ", type 0)");
 }
 
-TEST_F(DriverEndpoint, APeerThatWentAwayClosesTheConnection) {
+TEST_F(DriverEndpoint, APeerThatWentAwayIsConnectedAgainOnceItIsBack) {
+    MemfdSurface* surface = MemfdSurface::create(surfaces, 16, 4);
+    surface->baseAddress()[0] = 0x5a;
+    const MemoryMapRecord frame{static_cast<std::uint32_t>(surface->allocSize()),
+                                reinterpret_cast<std::uintptr_t>(surface->baseAddress()), 0};
     io_connect_t c = 0;
     {
-        DriverEndpointServer server(dir.path(), 5);
+        ServedEndpoint first(dir.path(), 5);
         c = open(5);
         ASSERT_NE(c, 0u);
+        EXPECT_EQ(call(c, kMemoryMapRegisterSourceAddressMethod, frame), KERN_SUCCESS);
     }
+    // Gone: this call finds out, the next ones cannot connect (said once).
     EXPECT_EQ(call(c, kMemoryMapReleaseAllSourceAddressMethod, {}), kIOReturnNotOpen);
+    EXPECT_EQ(call(c, kMemoryMapReleaseAllSourceAddressMethod, {}), kIOReturnNotOpen);
+    EXPECT_EQ(call(c, kMemoryMapReleaseAllSourceAddressMethod, {}), kIOReturnNotOpen);
+    EXPECT_EQ(services.openConnections(), 1u);
+    {
+        // Back at the same name: the surface goes over again, with its descriptor.
+        ServedEndpoint second(dir.path(), 5);
+        EXPECT_EQ(call(c, kMemoryMapRegisterSourceAddressMethod, frame), KERN_SUCCESS);
+        EXPECT_EQ(second.firstByteSeen, 0x5a);
+    }
+    EXPECT_EQ(services.IOServiceClose(c), KERN_SUCCESS);
     EXPECT_EQ(services.openConnections(), 0u);
-    EXPECT_EQ(services.IOServiceClose(c), kIOReturnNotOpen);
+    surface->release();
+    EXPECT_EQ(log.messages("DriverServices"),
+              (std::vector<std::string>{"IOConnectCallMethod: QuintorParent5 has gone",
+                                        "IOConnectCallMethod: cannot connect to QuintorParent5 "
+                                        "again: No such file or directory",
+                                        "IOConnectCallMethod: connected to QuintorParent5 again"}));
 }
 
 }  // namespace
