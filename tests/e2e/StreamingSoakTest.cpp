@@ -88,7 +88,15 @@ TEST_F(StreamingSoak, KilledManagersAndAFullRateDisplayLeaveTheAgentFlat) {
         manager->process().wait();
         std::remove(transcript.c_str());
         transcript = scratch.file("transcript-" + std::to_string(k));
-        ASSERT_NO_FATAL_FAILURE(startManager({"--stream-adapters"}, transcript));
+        // A restarted Manager asks for its adapter's stream itself, as it knows the display
+        // from its driver: the agent hears of a Manager after the first only through a
+        // failed call, and a stream that waits for the dead Manager's release makes none.
+        // The stop first, since the agent still has the old stream.
+        const std::string script = scratch.file("restart.script");
+        std::ofstream(script) << "0 stop-stream " << output.id << "\n0.05 start-stream "
+                              << output.id << ' ' << kAdapterIndex << '\n';
+        ASSERT_NO_FATAL_FAILURE(
+            startManager({"--stream-adapters", "--script", script}, transcript));
         ASSERT_TRUE(waitForReadFrame(transcript)) << "no frame after restart " << k;
         ASSERT_TRUE(agent->process().running()) << "the agent ended at restart " << k;
         const auto sample = sampleProcess(*agentPid);
