@@ -25,6 +25,8 @@ class OwnedFd {
 
     int get() const { return m_fd; }
     explicit operator bool() const { return m_fd >= 0; }
+    // Gives the descriptor up without closing it.
+    int release() { return std::exchange(m_fd, -1); }
     void reset(int fd = -1) {
         if (m_fd >= 0) {
             ::close(m_fd);

@@ -58,7 +58,7 @@ std::vector<int> DriverEndpointServer::clientFds() const {
 }
 
 void DriverEndpointServer::onListenReadable() {
-    UniqueFd socket(::accept4(m_listen.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    OwnedFd socket(::accept4(m_listen.get(), nullptr, nullptr, SOCK_CLOEXEC));
     if (socket) {
         auto client = std::make_unique<Client>();
         client->socket = std::move(socket);
@@ -73,7 +73,7 @@ void DriverEndpointServer::onClientReadable(int fd) {
         return;
     }
     Client& client = **found;
-    UniqueFd passed;
+    OwnedFd passed;
     const auto request = receiveDriverRequest(fd, passed);
     if (!request) {
         m_clients.erase(found);
@@ -96,7 +96,7 @@ void DriverEndpointServer::onClientReadable(int fd) {
 }
 
 IOReturn DriverEndpointServer::answer(Client& client, std::uint32_t selector,
-                                      const std::vector<std::uint8_t>& input, UniqueFd passedFd,
+                                      const std::vector<std::uint8_t>& input, OwnedFd passedFd,
                                       std::vector<std::uint8_t>& output, MemoryMapRecord& record) {
     if (selector == kMemoryMapReleaseAllSourceAddressMethod) {
         for (auto& [address, frame] : client.frames) {

@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "platform/IOKit.h"
+#include "platform/linux/OwnedFd.h"
 #include "platform/linux/driver/MemoryMapRecord.h"
-#include "platform/linux/surface/UniqueFd.h"
 
 namespace qn::platform::linux_host {
 
@@ -68,16 +68,16 @@ class DriverEndpointServer {
         std::size_t size;
     };
     struct Client {
-        UniqueFd socket;
+        OwnedFd socket;
         std::map<std::uint64_t, std::unique_ptr<Mapping>> mappings;
         std::map<std::uint64_t, Frame> frames;
     };
 
     IOReturn answer(Client& client, std::uint32_t selector, const std::vector<std::uint8_t>& input,
-                    UniqueFd passedFd, std::vector<std::uint8_t>& output, MemoryMapRecord& record);
+                    OwnedFd passedFd, std::vector<std::uint8_t>& output, MemoryMapRecord& record);
 
     std::string m_path;
-    UniqueFd m_listen;
+    OwnedFd m_listen;
     std::vector<std::unique_ptr<Client>> m_clients;
     Observer m_observer;
 };

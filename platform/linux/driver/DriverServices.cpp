@@ -58,15 +58,15 @@ std::vector<std::string> instancesIn(const std::string& directory) {
 }
 
 // A new connection to the instance's socket; empty with errno set on failure.
-UniqueFd connectTo(const std::string& path) {
+OwnedFd connectTo(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof(address.sun_path)) {
         errno = ENAMETOOLONG;
-        return UniqueFd();
+        return OwnedFd();
     }
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    UniqueFd socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    OwnedFd socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     if (socket && ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address),
                             sizeof(address)) != 0) {
         socket.reset();
@@ -158,7 +158,7 @@ kern_return_t DriverServices::openInstance(const std::string& name, io_connect_t
         return kIOReturnBadArgument;
     }
     const std::string path = DriverDirectory::get() + "/" + name;
-    UniqueFd socket = connectTo(path);
+    OwnedFd socket = connectTo(path);
     if (!socket) {
         QN_LOG(m_log, Logger::INFO)
             << "IOServiceOpen: cannot connect to " << path << ": " << std::strerror(errno);
@@ -175,7 +175,7 @@ kern_return_t DriverServices::IOServiceClose(io_connect_t connect) {
 }
 
 bool DriverServices::descriptorFor(Connection& c, const std::vector<std::uint8_t>& input,
-                                   UniqueFd& fd, std::uint64_t& serial) {
+                                   OwnedFd& fd, std::uint64_t& serial) {
     const auto record = MemoryMapRecord::decode(input.data(), input.size());
     if (!record) {
         return false;
@@ -222,7 +222,7 @@ kern_return_t DriverServices::IOConnectCallMethod(io_connect_t connection, std::
         const auto* bytes = static_cast<const std::uint8_t*>(inputStruct);
         request.input.assign(bytes, bytes + inputStructCnt);
     }
-    UniqueFd pass;
+    OwnedFd pass;
     std::uint64_t serial = 0;
     if (selector == kMemoryMapRegisterSourceAddressMethod &&
         !descriptorFor(c, request.input, pass, serial)) {

@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "platform/IOKit.h"
-#include "platform/linux/surface/UniqueFd.h"
+#include "platform/linux/OwnedFd.h"
 #include "sys/libutils/Logger.h"
 
 namespace qn::platform::linux_host {
@@ -67,7 +67,7 @@ class DriverServices {
 
   private:
     struct Connection {
-        UniqueFd socket;
+        OwnedFd socket;
         std::string name;
         // Surfaces whose descriptor the peer already holds, by serial.
         std::set<std::uint64_t> sentSurfaces;
@@ -81,7 +81,7 @@ class DriverServices {
     bool reconnect(Connection& c);
     // The descriptor to send with a prepare of `record`'s address, -1 when the peer has
     // it; false when the address is no surface of ours.
-    bool descriptorFor(Connection& c, const std::vector<std::uint8_t>& input, UniqueFd& fd,
+    bool descriptorFor(Connection& c, const std::vector<std::uint8_t>& input, OwnedFd& fd,
                        std::uint64_t& serial);
 
     const SurfaceRegistry& m_surfaces;

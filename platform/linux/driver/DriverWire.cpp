@@ -45,7 +45,7 @@ bool sendMessage(int socket, const std::vector<std::uint8_t>& bytes, int passFd)
 }
 
 // One whole message, or empty; a passed descriptor is kept only when `passedFd` is given.
-std::optional<std::vector<std::uint8_t>> receiveMessage(int socket, UniqueFd* passedFd) {
+std::optional<std::vector<std::uint8_t>> receiveMessage(int socket, OwnedFd* passedFd) {
     std::vector<std::uint8_t> bytes(kHeader + kMaxDriverStruct + 1);
     iovec iov{bytes.data(), bytes.size()};
     msghdr msg{};
@@ -58,7 +58,7 @@ std::optional<std::vector<std::uint8_t>> receiveMessage(int socket, UniqueFd* pa
     do {
         got = ::recvmsg(socket, &msg, MSG_CMSG_CLOEXEC);
     } while (got < 0 && errno == EINTR);
-    UniqueFd fd;
+    OwnedFd fd;
     for (cmsghdr* c = CMSG_FIRSTHDR(&msg); c != nullptr; c = CMSG_NXTHDR(&msg, c)) {
         if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_RIGHTS &&
             c->cmsg_len >= CMSG_LEN(sizeof(int))) {
@@ -102,7 +102,7 @@ bool sendDriverAnswer(int socket, const DriverAnswer& answer) {
     return sendMessage(socket, bytes, -1);
 }
 
-std::optional<DriverRequest> receiveDriverRequest(int socket, UniqueFd& passedFd) {
+std::optional<DriverRequest> receiveDriverRequest(int socket, OwnedFd& passedFd) {
     passedFd.reset();
     const auto bytes = receiveMessage(socket, &passedFd);
     if (!bytes) {

@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/linux/surface/UniqueFd.h"
+#include "platform/linux/OwnedFd.h"
 
 namespace qn::platform::linux_host {
 
@@ -32,7 +32,7 @@ bool sendDriverRequest(int socket, const DriverRequest& request, int passFd = -1
 bool sendDriverAnswer(int socket, const DriverAnswer& answer);
 // Empty when the peer has gone or sent something malformed; a descriptor that came with
 // the request lands in `passedFd`.
-std::optional<DriverRequest> receiveDriverRequest(int socket, UniqueFd& passedFd);
+std::optional<DriverRequest> receiveDriverRequest(int socket, OwnedFd& passedFd);
 std::optional<DriverAnswer> receiveDriverAnswer(int socket);
 
 }  // namespace qn::platform::linux_host

@@ -32,7 +32,7 @@ MemfdSurface* MemfdSurface::create(SurfaceRegistry& registry, std::size_t width,
     if (size == 0) {
         throw std::system_error(EINVAL, std::generic_category(), "MemfdSurface: empty size");
     }
-    UniqueFd fd(::memfd_create("qn-frame", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    OwnedFd fd(::memfd_create("qn-frame", MFD_CLOEXEC | MFD_ALLOW_SEALING));
     if (!fd) {
         fail("memfd_create");
     }
@@ -51,7 +51,7 @@ MemfdSurface* MemfdSurface::create(SurfaceRegistry& registry, std::size_t width,
                             height);
 }
 
-MemfdSurface::MemfdSurface(SurfaceRegistry& registry, UniqueFd fd, std::uint8_t* base,
+MemfdSurface::MemfdSurface(SurfaceRegistry& registry, OwnedFd fd, std::uint8_t* base,
                            std::size_t width, std::size_t height)
     : m_registry(registry),
       m_fd(std::move(fd)),

@@ -8,7 +8,7 @@
 #include <cstdint>
 
 #include "platform/IOSurface.h"
-#include "platform/linux/surface/UniqueFd.h"
+#include "platform/linux/OwnedFd.h"
 
 namespace qn::platform::linux_host {
 
@@ -46,12 +46,12 @@ class MemfdSurface final : public IOSurfaceObject {
     int openReadOnly() const;
 
   private:
-    MemfdSurface(SurfaceRegistry& registry, UniqueFd fd, std::uint8_t* base, std::size_t width,
+    MemfdSurface(SurfaceRegistry& registry, OwnedFd fd, std::uint8_t* base, std::size_t width,
                  std::size_t height);
     ~MemfdSurface() override;
 
     SurfaceRegistry& m_registry;
-    const UniqueFd m_fd;
+    const OwnedFd m_fd;
     std::uint8_t* const m_base;
     const std::size_t m_width;
     const std::size_t m_height;
