@@ -3,6 +3,11 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "platform/StringsTable.h"
 #include "platform/linux/audio/PipeWireAudio.h"
 #include "platform/linux/login/LoginEvents.h"
 #include "platform/linux/login/LoginSession.h"
@@ -26,7 +31,32 @@ LinuxHost::LinuxHost(ManagerLink::BusOpener openBus)
 // Out of line: the backends' types are complete only here.
 LinuxHost::~LinuxHost() = default;
 
+namespace {
+
+// Each "<table>.strings" of the resources, as the bundle's tables; a table that does not
+// parse is left out, and its keys show as themselves.
+void loadStringsTables(LinuxFoundation& foundation, const std::string& directory) {
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+        if (entry.path().extension() != ".strings") {
+            continue;
+        }
+        std::ifstream file(entry.path());
+        std::stringstream text;
+        text << file.rdbuf();
+        try {
+            for (const auto& [key, value] : parseStringsTable(text.str())) {
+                foundation.setLocalizedString(entry.path().stem().string(), key, value);
+            }
+        } catch (const StringsTableError&) {
+        }
+    }
+}
+
+}  // namespace
+
 void LinuxHost::startBackends(const std::string& resourceDirectory) {
+    loadStringsTables(m_foundation, resourceDirectory);
     startLogin();
     startX11();
     m_sysfs =
