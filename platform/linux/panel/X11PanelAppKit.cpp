@@ -26,6 +26,14 @@ bool littleEndian() {
     return *reinterpret_cast<const unsigned char*>(&probe) == 1;
 }
 
+// A UTF-8 text property, as desktops and accessibility tools read window names.
+void setUtf8Property(Display* display, Window window, const char* name, const std::string& text) {
+    XChangeProperty(display, window, XInternAtom(display, name, False),
+                    XInternAtom(display, "UTF8_STRING", False), 8, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(text.data()),
+                    static_cast<int>(text.size()));
+}
+
 bool contains(const NSRect& r, double x, double y) {
     return x >= r.origin.x && x < r.origin.x + r.size.width && y >= r.origin.y &&
            y < r.origin.y + r.size.height;
@@ -274,6 +282,7 @@ void X11PanelAppKit::setTitle(NSWindowRef window, const std::string& title) {
     if (auto* w = find(window); w && !w->closed) {
         w->title = title;
         XStoreName(m_display, w->xid, title.c_str());
+        setUtf8Property(m_display, w->xid, "_NET_WM_NAME", title);
     }
 }
 
@@ -311,6 +320,13 @@ void X11PanelAppKit::setMovableByWindowBackground(NSWindowRef window, bool movab
 
 void X11PanelAppKit::addSubview(NSWindowRef window, NSViewSpec view) {
     if (auto* w = find(window); w && !w->closed) {
+        if (view.kind == NSViewSpec::Kind::TextField) {
+            // The words the panel shows, for whoever cannot read its pixels.
+            setUtf8Property(
+                m_display, w->xid, kTextProperty,
+                NSAttributedString::fromValue(view.properties.get("attributedStringValue"))
+                    .string());
+        }
         w->subviews.push_back(std::move(view));
         redraw(*w);
     }

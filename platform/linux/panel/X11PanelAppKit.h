@@ -41,6 +41,9 @@ using DisplayOwner = std::unique_ptr<_XDisplay, DisplayClose>;
 class X11PanelAppKit : public AppKit {
   public:
     static constexpr double kSystemFontSize = 13.0;
+    // A window's title is its WM_NAME and _NET_WM_NAME; the plain text of its message
+    // field is this UTF-8 property.
+    static constexpr const char* kTextProperty = "_QUINTOR_PANEL_TEXT";
 
     // Opens its own connection to `displayName` (null: the DISPLAY variable, read by Xlib).
     // Without a connection there is no main screen and no window can be made.
