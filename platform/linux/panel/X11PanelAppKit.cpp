@@ -44,7 +44,7 @@ bool contains(const NSRect& r, double x, double y) {
 X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
                                const char* displayName)
     : m_workspace(workspace),
-      m_renderer(std::move(resourceDirectory)),
+      m_resourceDirectory(std::move(resourceDirectory)),
       m_ownDisplay(XOpenDisplay(displayName)),
       m_display(m_ownDisplay.get()) {
     setUp();
@@ -52,7 +52,9 @@ X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string reso
 
 X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
                                _XDisplay* display)
-    : m_workspace(workspace), m_renderer(std::move(resourceDirectory)), m_display(display) {
+    : m_workspace(workspace),
+      m_resourceDirectory(std::move(resourceDirectory)),
+      m_display(display) {
     setUp();
 }
 
@@ -69,13 +71,13 @@ void X11PanelAppKit::setUp() {
     }
 }
 
-PangoContext* X11PanelAppKit::measuring() {
-    // Made at the first measurement: the font set-up behind it costs the agent's start
-    // several milliseconds, and most runs never show a panel.
-    if (!m_measuring) {
-        m_measuring = measuringContext();
+PanelDrawing* X11PanelAppKit::drawing() {
+    // Loaded at first use: the libraries behind it cost the agent's start milliseconds,
+    // and most runs never show a panel.
+    if (!m_drawingModule) {
+        m_drawingModule = std::make_unique<PanelDrawingModule>(m_resourceDirectory);
     }
-    return m_measuring.get();
+    return m_drawingModule->drawing();
 }
 
 X11PanelAppKit::~X11PanelAppKit() {
@@ -210,17 +212,14 @@ std::optional<NSScreen> X11PanelAppKit::mainScreen() {
 
 NSRect X11PanelAppKit::usedRectForTextContainer(const std::string& text, const NSFont& font,
                                                 double containerWidth) {
-    TextLayoutSpec spec;
-    spec.font = font;
-    spec.width = containerWidth;
-    const auto size = measure(measuring(), NSAttributedString(text), spec);
+    auto* d = drawing();
+    const auto size = d ? d->measure(NSAttributedString(text), font, containerWidth) : NSSize{};
     return CGRectMake(0, 0, size.width, size.height);
 }
 
 NSSize X11PanelAppKit::sizeWithAttributes(const std::string& text, const NSFont& font) {
-    TextLayoutSpec spec;
-    spec.font = font;
-    return measure(measuring(), NSAttributedString(text), spec);
+    auto* d = drawing();
+    return d ? d->measure(NSAttributedString(text), font, -1) : NSSize{};
 }
 
 NSWindowRef X11PanelAppKit::initWithContentRect(NSRect contentRect, std::uint32_t, std::uint32_t,
@@ -390,22 +389,27 @@ void X11PanelAppKit::redraw(PanelWindow& window) {
             ref = r;
         }
     }
-    const auto surface = m_renderer.render(picture(ref), kSystemFontSize);
-    const int width = cairo_image_surface_get_width(surface.get());
-    const int height = cairo_image_surface_get_height(surface.get());
-    // The pixels go as they are: Cairo's premultiplied ARGB is the 32-bit visual's format.
-    XImage* image =
-        XCreateImage(m_display, visual(m_visual), 32, ZPixmap, 0,
-                     reinterpret_cast<char*>(cairo_image_surface_get_data(surface.get())),
-                     static_cast<unsigned>(width), static_cast<unsigned>(height), 32,
-                     cairo_image_surface_get_stride(surface.get()));
+    auto* d = drawing();
+    if (!d) {
+        return;
+    }
+    auto drawn = d->render(picture(ref), kSystemFontSize);
+    const int width = drawn.width;
+    const int height = drawn.height;
+    if (drawn.pixels.empty()) {
+        return;
+    }
+    // The pixels go as they are: premultiplied ARGB is the 32-bit visual's format.
+    XImage* image = XCreateImage(
+        m_display, visual(m_visual), 32, ZPixmap, 0, reinterpret_cast<char*>(drawn.pixels.data()),
+        static_cast<unsigned>(width), static_cast<unsigned>(height), 32, drawn.stride);
     if (!image) {
         return;
     }
     image->byte_order = littleEndian() ? LSBFirst : MSBFirst;
     XPutImage(m_display, window.xid, window.gc, image, 0, 0, 0, 0, static_cast<unsigned>(width),
               static_cast<unsigned>(height));
-    // The data belongs to the surface.
+    // The data belongs to the drawn image.
     image->data = nullptr;
     XDestroyImage(image);
 }

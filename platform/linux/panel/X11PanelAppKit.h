@@ -20,8 +20,7 @@
 
 #include "platform/AppKit.h"
 #include "platform/DrawingRecord.h"
-#include "platform/linux/panel/PanelRenderer.h"
-#include "platform/linux/panel/PangoText.h"
+#include "platform/linux/panel/PanelDrawingModule.h"
 #include "platform/linux/panel/ScreenPlacement.h"
 
 // Xlib's types by their own names, so that its macros stay out of this header.
@@ -126,7 +125,9 @@ class X11PanelAppKit : public AppKit {
     };
 
     void setUp();
-    PangoContext* measuring();
+    // The drawing module, loaded at the first measurement or drawing; null when it
+    // cannot be loaded (no text is then measured, no picture drawn).
+    PanelDrawing* drawing();
     PanelWindow* find(NSWindowRef window);
     const PanelWindow* find(NSWindowRef window) const;
     PanelWindow* findX(XWindowId xid);
@@ -142,12 +143,12 @@ class X11PanelAppKit : public AppKit {
     NSNotificationCenter& m_workspace;
     bool m_applicationMade = false;
     bool m_launched = false;
-    PanelRenderer m_renderer;
+    std::string m_resourceDirectory;
+    std::unique_ptr<PanelDrawingModule> m_drawingModule;
     DisplayOwner m_ownDisplay;
     _XDisplay* m_display = nullptr;
     void* m_visual = nullptr;  // the 32-bit TrueColor visual
     unsigned long m_colormap = 0;
-    PangoContextOwner m_measuring;
     std::map<NSWindowRef, PanelWindow> m_windows;
     NSWindowRef m_nextWindow = 1;
     std::map<NSImageRef, ImageRecord> m_images;
