@@ -66,12 +66,12 @@ void LinuxHost::startBackends(const std::string& resourceDirectory) {
         m_loginEvents = std::make_unique<login::LoginEvents>(m_loginBus.get(), *m_loginSession,
                                                              m_workspaceCenter);
     }
-    m_panel = std::make_unique<panel::X11PanelAppKit>(m_workspaceCenter, resourceDirectory,
-                                                      static_cast<const char*>(nullptr));
-    if (m_panel->connectionNumber() >= 0) {
-        m_panelIo = m_loop.addIo(m_panel->connectionNumber(), EPOLLIN, "x11-panel",
-                                 [this](std::uint32_t) { m_panel->processPendingEvents(); });
-    }
+    // The panel's own X connection is opened when a message first needs it.
+    m_panel = std::make_unique<panel::X11PanelAppKit>(
+        m_workspaceCenter, resourceDirectory, panel::X11PanelAppKit::OpenLater{[this](int fd) {
+            m_panelIo = m_loop.addIo(fd, EPOLLIN, "x11-panel",
+                                     [this](std::uint32_t) { m_panel->processPendingEvents(); });
+        }});
     m_appKit.lend(*m_panel);
     m_audio = std::make_unique<linux_audio::PipeWireAudio>();
     m_coreAudio.lend(*m_audio);

@@ -58,6 +58,28 @@ X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string reso
     setUp();
 }
 
+X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
+                               OpenLater later)
+    : m_workspace(workspace),
+      m_resourceDirectory(std::move(resourceDirectory)),
+      m_later(std::move(later)) {}
+
+bool X11PanelAppKit::open() {
+    if (m_display || !m_later) {
+        return m_display != nullptr;
+    }
+    // Tried once: a display that is not there now is not looked for again.
+    auto later = std::move(*m_later);
+    m_later.reset();
+    m_ownDisplay.reset(XOpenDisplay(nullptr));
+    m_display = m_ownDisplay.get();
+    setUp();
+    if (m_display && later.opened) {
+        later.opened(ConnectionNumber(m_display));
+    }
+    return m_display != nullptr;
+}
+
 void X11PanelAppKit::setUp() {
     if (!m_display) {
         return;
@@ -203,7 +225,7 @@ XRectangleInt X11PanelAppKit::mainDisplayRect() const {
 }
 
 std::optional<NSScreen> X11PanelAppKit::mainScreen() {
-    if (!m_display) {
+    if (!open()) {
         return std::nullopt;
     }
     const auto rect = mainDisplayRect();
@@ -224,7 +246,7 @@ NSSize X11PanelAppKit::sizeWithAttributes(const std::string& text, const NSFont&
 
 NSWindowRef X11PanelAppKit::initWithContentRect(NSRect contentRect, std::uint32_t, std::uint32_t,
                                                 bool) {
-    if (!m_display || !m_visual) {
+    if (!open() || !m_visual) {
         return 0;
     }
     const auto rect = xRectangleForFrame(contentRect, mainDisplayRect());

@@ -12,6 +12,7 @@
 // sleeps (an sd-event prepare callback), because a round trip of the panel's own (the
 // main screen's size) may already have read events into Xlib's queue.
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -48,6 +49,13 @@ class X11PanelAppKit : public AppKit {
     // Without a connection there is no main screen and no window can be made.
     X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
                    const char* displayName);
+    // Opens its own connection (to DISPLAY) only when first asked for the main screen or
+    // a window, and then gives its descriptor to `opened`, for the owner to watch: most
+    // runs never show a panel, and the connection costs the start milliseconds.
+    struct OpenLater {
+        std::function<void(int descriptor)> opened;
+    };
+    X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory, OpenLater later);
     // Uses a connection the caller owns and keeps open longer than this object.
     X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
                    _XDisplay* display);
@@ -125,6 +133,8 @@ class X11PanelAppKit : public AppKit {
     };
 
     void setUp();
+    // Opens the connection now if it was left for later; false without one.
+    bool open();
     // The drawing module, loaded at the first measurement or drawing; null when it
     // cannot be loaded (no text is then measured, no picture drawn).
     PanelDrawing* drawing();
@@ -145,6 +155,7 @@ class X11PanelAppKit : public AppKit {
     bool m_launched = false;
     std::string m_resourceDirectory;
     std::unique_ptr<PanelDrawingModule> m_drawingModule;
+    std::optional<OpenLater> m_later;
     DisplayOwner m_ownDisplay;
     _XDisplay* m_display = nullptr;
     void* m_visual = nullptr;  // the 32-bit TrueColor visual
