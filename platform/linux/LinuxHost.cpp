@@ -5,7 +5,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
+#include "platform/StringsTable.h"
 #include "platform/linux/audio/PipeWireAudio.h"
 #include "platform/linux/capture/StreamingQuartz.h"
 #include "platform/linux/capture/X11DisplayStreams.h"
@@ -32,7 +36,32 @@ LinuxHost::LinuxHost(ManagerLink::BusOpener openBus)
 // Out of line: the backends' types are complete only here.
 LinuxHost::~LinuxHost() = default;
 
+namespace {
+
+// Each "<table>.strings" of the resources, as the bundle's tables; a table that does not
+// parse is left out, and its keys show as themselves.
+void loadStringsTables(LinuxFoundation& foundation, const std::string& directory) {
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+        if (entry.path().extension() != ".strings") {
+            continue;
+        }
+        std::ifstream file(entry.path());
+        std::stringstream text;
+        text << file.rdbuf();
+        try {
+            for (const auto& [key, value] : parseStringsTable(text.str())) {
+                foundation.setLocalizedString(entry.path().stem().string(), key, value);
+            }
+        } catch (const StringsTableError&) {
+        }
+    }
+}
+
+}  // namespace
+
 void LinuxHost::startBackends(const std::string& resourceDirectory) {
+    loadStringsTables(m_foundation, resourceDirectory);
     startLogin();
     startX11();
     m_sysfs =
@@ -44,12 +73,12 @@ void LinuxHost::startBackends(const std::string& resourceDirectory) {
         m_loginEvents = std::make_unique<login::LoginEvents>(m_loginBus.get(), *m_loginSession,
                                                              m_workspaceCenter);
     }
-    m_panel = std::make_unique<panel::X11PanelAppKit>(m_workspaceCenter, resourceDirectory,
-                                                      static_cast<const char*>(nullptr));
-    if (m_panel->connectionNumber() >= 0) {
-        m_panelIo = m_loop.addIo(m_panel->connectionNumber(), EPOLLIN, "x11-panel",
-                                 [this](std::uint32_t) { m_panel->processPendingEvents(); });
-    }
+    // The panel's own X connection is opened when a message first needs it.
+    m_panel = std::make_unique<panel::X11PanelAppKit>(
+        m_workspaceCenter, resourceDirectory, panel::X11PanelAppKit::OpenLater{[this](int fd) {
+            m_panelIo = m_loop.addIo(fd, EPOLLIN, "x11-panel",
+                                     [this](std::uint32_t) { m_panel->processPendingEvents(); });
+        }});
     m_appKit.lend(*m_panel);
     m_audio = std::make_unique<linux_audio::PipeWireAudio>();
     m_coreAudio.lend(*m_audio);

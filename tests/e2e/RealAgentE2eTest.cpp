@@ -4,12 +4,16 @@
 // the stand-in's transcript; what the agent saw, from its decrypted log.
 
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -18,6 +22,7 @@
 #include "tests/support/FakeDrmTree.h"
 #include "tests/support/XServer.h"
 #include "tests/support/linux/LogindStandIn.h"
+#include "tests/support/linux/PipeWireServer.h"
 #include "tests/support/linux/PrivateBus.h"
 
 // Last: Xlib's macros (None, Bool, Status) must not meet the headers above.
@@ -38,6 +43,7 @@ const bool kProgramsKnown = [] {
 using nlohmann::json;
 using test::XServer;
 using testing::linux_host::LogindStandIn;
+using testing::linux_host::PipeWireServer;
 using testing::linux_host::PrivateBus;
 
 constexpr const char* kStarted = "started:withSessionType:";
@@ -105,12 +111,75 @@ void markAsAdapterOutput(const std::string& name, std::uint32_t output,
     XCloseDisplay(display);
 }
 
+// One message window as the X server holds it.
+struct PanelSeen {
+    int x = 0, y = 0, depth = 0;
+    bool overrideRedirect = false;
+    std::string title, text;
+};
+
+std::string utf8Property(Display* display, Window window, const char* name) {
+    Atom type = 0;
+    int format = 0;
+    unsigned long count = 0, after = 0;
+    unsigned char* data = nullptr;
+    std::string text;
+    if (XGetWindowProperty(display, window, XInternAtom(display, name, False), 0, 4096, False,
+                           XInternAtom(display, "UTF8_STRING", False), &type, &format, &count,
+                           &after, &data) == Success &&
+        data != nullptr) {
+        text.assign(reinterpret_cast<const char*>(data), count);
+    }
+    if (data != nullptr) {
+        XFree(data);
+    }
+    return text;
+}
+
+// The root's mapped children that carry a message text, in stacking order (bottom first).
+std::vector<PanelSeen> shownPanels(Display* display) {
+    std::vector<PanelSeen> panels;
+    Window root = 0, parent = 0;
+    Window* children = nullptr;
+    unsigned int count = 0;
+    if (!XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count)) {
+        return panels;
+    }
+    const Atom textAtom = XInternAtom(display, "_QUINTOR_PANEL_TEXT", False);
+    for (unsigned int i = 0; i < count; ++i) {
+        int propertyCount = 0;
+        Atom* properties = XListProperties(display, children[i], &propertyCount);
+        const bool hasText = std::find(properties, properties + propertyCount, textAtom) !=
+                             properties + propertyCount;
+        if (properties != nullptr) {
+            XFree(properties);
+        }
+        XWindowAttributes attributes;
+        if (!hasText || !XGetWindowAttributes(display, children[i], &attributes) ||
+            attributes.map_state != IsViewable) {
+            continue;
+        }
+        panels.push_back({attributes.x, attributes.y, attributes.depth,
+                          attributes.override_redirect == True,
+                          utf8Property(display, children[i], "_NET_WM_NAME"),
+                          utf8Property(display, children[i], "_QUINTOR_PANEL_TEXT")});
+    }
+    if (children != nullptr) {
+        XFree(children);
+    }
+    return panels;
+}
+
 class RealAgentE2e : public ::testing::Test {
   protected:
     static constexpr const char* kSessionId = "7";
 
-    void SetUp() override {
-        bus = std::make_unique<PrivateBus>();
+    void SetUp() override { startBus(); }
+    // `systemPolicy`: a system-type bus under that policy file instead of a session-type
+    // bus of the test's user.
+    void startBus(const std::string& systemPolicy = {}) {
+        logind.reset();
+        bus = std::make_unique<PrivateBus>(systemPolicy);
         logind = std::make_unique<LogindStandIn>(*bus);
     }
     void TearDown() override {
@@ -119,13 +188,13 @@ class RealAgentE2e : public ::testing::Test {
         }
     }
 
-    void addSession(bool active) {
-        sessionPath = logind->addSession(kSessionId, getuid(), "tester", active);
+    void addSession(bool active, uid_t uid = getuid(), const std::string& user = "tester") {
+        sessionPath = logind->addSession(kSessionId, uid, user, active);
         logind->answerSessionByPid(sessionPath);
     }
-    void startX(XServer::Kind kind) {
+    void startX(XServer::Kind kind, const std::vector<std::string>& extraArgs = {}) {
         std::string error;
-        x = XServer::start(kind, &error);
+        x = XServer::start(kind, &error, extraArgs);
         ASSERT_TRUE(x) << error;
     }
     void startManager() {
@@ -139,8 +208,12 @@ class RealAgentE2e : public ::testing::Test {
         if (x) {
             environment.push_back("DISPLAY=" + x->display());
         }
-        // No PipeWire of the machine's: the agent runs without audio.
-        environment.push_back("XDG_RUNTIME_DIR=" + scratch.path());
+        // No PipeWire of the machine's: the test's own, or none and the agent runs without
+        // audio.
+        environment.push_back("XDG_RUNTIME_DIR=" +
+                              (runtimeDirectory.empty() ? scratch.path() : runtimeDirectory));
+        environment.push_back("PIPEWIRE_RUNTIME_DIR");
+        environment.push_back("PIPEWIRE_REMOTE");
         // Under the leak checker: the agent's one known leak is let through, no other.
         environment.push_back("LSAN_OPTIONS=suppressions=" + sourceDirectory() +
                               "/tests/e2e/agent.lsan");
@@ -191,6 +264,7 @@ class RealAgentE2e : public ::testing::Test {
     }
 
     ScratchDirectory scratch;
+    std::string runtimeDirectory;
     std::unique_ptr<PrivateBus> bus;
     std::unique_ptr<LogindStandIn> logind;
     std::string sessionPath;
@@ -423,6 +497,161 @@ TEST_F(RealAgentE2e, AnAdapterOutputIsReportedWithTheIndexTheRegistryFound) {
     agent->process().signal(SIGTERM);
     EXPECT_TRUE(manager->nextCall("closing"));
     EXPECT_EQ(agentStatus(), 0);
+}
+
+// PipeWire of the test's own: the agent keeps an adapter's audio at 48 kHz and leaves
+// another vendor's alone. A node already there when the agent starts waits for the next
+// change of the list, as every adapter then counts as newly plugged. The rates are read
+// back from PipeWire itself.
+TEST_F(RealAgentE2e, AnAdapterAudioNodeIsSetTo48kHzThroughPipeWire) {
+    using testing::linux_host::createUsbNode;
+    using testing::linux_host::nodeNamed;
+    PipeWireServer pipewire;
+    ASSERT_TRUE(pipewire.ready()) << "pipewire did not start";
+    ASSERT_TRUE(createUsbNode(pipewire, "qn-before", "0xabcd", 44100));
+    ASSERT_TRUE(createUsbNode(pipewire, "qn-other", "0x1234", 44100));
+    ASSERT_TRUE(nodeNamed(pipewire, "qn-before") && nodeNamed(pipewire, "qn-other"));
+
+    addSession(true);
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::Xvfb));
+    ASSERT_NO_FATAL_FAILURE(startManager());
+    runtimeDirectory = pipewire.runtimeDirectory();
+    startAgent();
+    expectStartUp(1);
+    ASSERT_TRUE(agent->waitForLog("Screen update callbacks have been registered"));
+    EXPECT_EQ(agent->countInLog("No audio:"), 0) << "the agent did not reach the test's server";
+    // Running, and nothing has touched the nodes that were there before it.
+    EXPECT_EQ(nodeNamed(pipewire, "qn-before")->rate, 44100);
+    EXPECT_EQ(nodeNamed(pipewire, "qn-other")->rate, 44100);
+
+    SCOPED_TRACE("an adapter plugged in");
+    ASSERT_TRUE(createUsbNode(pipewire, "qn-adapter", "0xabcd", 44100));
+    EXPECT_EQ(testing::linux_host::awaitRate(pipewire, "qn-adapter", 48000), 48000);
+    EXPECT_EQ(testing::linux_host::awaitRate(pipewire, "qn-before", 48000), 48000);
+    // The scan that set both has passed over it.
+    EXPECT_EQ(nodeNamed(pipewire, "qn-other")->rate, 44100);
+
+    agent->process().signal(SIGTERM);
+    EXPECT_TRUE(manager->nextCall("closing"));
+    EXPECT_EQ(agentStatus(), 0);
+}
+
+// The Manager's two user messages, posted by its stand-in, appear as two message windows
+// on the X server: override-redirect, 32-bit for their round corners, 410 from the main
+// display's right edge and 30 from its top, each with its title and its text.
+TEST_F(RealAgentE2e, TheManagersTwoMessagesAppearAsPanelWindows) {
+    addSession(true);
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::Xvfb));
+    const auto displays = randrDisplays(x->display());
+    ASSERT_EQ(displays.size(), 1u);
+    const int width = displays.begin()->second.width;
+    ASSERT_NO_FATAL_FAILURE(startManager());
+    startAgent();
+    expectStartUp(1);
+    ASSERT_TRUE(manager->command(
+        "post QNM_Notification_Sw_Update_Required {\"QNM_Notification_Devicekey\":\"2\"}"));
+    ASSERT_TRUE(
+        manager->command("post QNM_Notification_Monitor_Mode_Restricted "
+                         "{\"QNM_Notification_Monitor_Mode_Restricted_Monitor1\":\"Left\","
+                         "\"QNM_Notification_Monitor_Mode_Restricted_Monitor2\":\"Right\","
+                         "\"QNM_Notification_Monitor_Mode_Restricted_Hres\":1280,"
+                         "\"QNM_Notification_Monitor_Mode_Restricted_Vres\":720}"));
+    ASSERT_TRUE(agent->waitForLog("received QNM_Notification_Monitor_Mode_Restricted"));
+
+    Display* display = XOpenDisplay(x->display().c_str());
+    ASSERT_NE(display, nullptr);
+    std::vector<PanelSeen> panels;
+    // Bounded: the windows stay 15 seconds, far longer than this takes.
+    for (int attempt = 0; attempt < 200 && panels.size() < 2; ++attempt) {
+        panels = shownPanels(display);
+        if (panels.size() < 2) {
+            usleep(20 * 1000);
+        }
+    }
+    XCloseDisplay(display);
+    ASSERT_EQ(panels.size(), 2u);
+    std::map<std::string, PanelSeen> byTitle;
+    for (const auto& panel : panels) {
+        EXPECT_TRUE(panel.overrideRedirect);
+        EXPECT_EQ(panel.depth, 32);
+        EXPECT_EQ(panel.x, width - 410);
+        EXPECT_EQ(panel.y, 30);
+        byTitle[panel.title] = panel;
+    }
+    ASSERT_TRUE(byTitle.count("") && byTitle.count("Display resolution limited"))
+        << panels[0].title << " / " << panels[1].title;
+    EXPECT_EQ(byTitle[""].text,
+              "The USB display adapter 2 needs newer software before it can be used. Get it at "
+              "www.example.com and install it, then plug the adapter in again.");
+    EXPECT_EQ(byTitle["Display resolution limited"].text,
+              "Left is shown at 1280x720 while Right shares the same adapter.");
+}
+
+// The pid of the program runuser runs, its only child.
+pid_t onlyChildOf(pid_t parent) {
+    std::ifstream children("/proc/" + std::to_string(parent) + "/task/" + std::to_string(parent) +
+                           "/children");
+    pid_t child = 0;
+    children >> child;
+    return child;
+}
+
+// The agent as an unprivileged user would run it, through runuser, on a system-type bus
+// under the packaged policy, with every Linux backend: an X server open to local users
+// (-ac), no PipeWire it may reach (one WARN line, no audio). Its HOME decides its log:
+// runuser's own (nobody's, a folder that does not exist) leaves it without a log and
+// going on; a folder nobody owns gets the log folder made, private to it.
+TEST_F(RealAgentE2e, AsNobodyThroughRunuserUnderThePackagedPolicy) {
+    startBus(sourceDirectory() + "/packaging/com.quintor.QuintorManager.conf");
+    const passwd* nobody = getpwnam("nobody");
+    ASSERT_NE(nobody, nullptr) << "no user nobody on this machine";
+    const uid_t uid = nobody->pw_uid;
+    const gid_t gid = nobody->pw_gid;
+    addSession(true, uid, "nobody");
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::Xvfb, {"-ac"}));
+    const auto displays = randrDisplays(x->display());
+    ASSERT_EQ(displays.size(), 1u);
+    ASSERT_NO_FATAL_FAILURE(startManager());
+
+    // Reports its display, ends on SIGTERM with the Manager told; runuser passes the
+    // agent's status on.
+    const auto runToTheEnd = [&](const std::function<void()>& beforeTheEnd) {
+        const auto reports = expectStartUp(1);
+        ASSERT_EQ(reports.size(), 1u);
+        expectReport(reports.begin()->second, displays.begin()->second, kAdd);
+        const pid_t agentPid = onlyChildOf(agent->process().pid());
+        ASSERT_GT(agentPid, 0);
+        struct stat process {};
+        ASSERT_EQ(stat(("/proc/" + std::to_string(agentPid)).c_str(), &process), 0);
+        EXPECT_EQ(process.st_uid, uid) << "the agent does not run as nobody";
+        beforeTheEnd();
+        ASSERT_EQ(kill(agentPid, SIGTERM), 0);
+        EXPECT_TRUE(manager->nextCall("closing"));
+        EXPECT_EQ(agentStatus(), 0);
+    };
+    {
+        SCOPED_TRACE("runuser's HOME, which nobody cannot write");
+        startAgent({}, {"/usr/sbin/runuser", "-u", "nobody", "--"}, "unused-home");
+        ASSERT_NO_FATAL_FAILURE(runToTheEnd([] {}));
+        EXPECT_TRUE(std::filesystem::is_empty(scratch.file("unused-home")))
+            << "the agent did not run with runuser's HOME";
+    }
+    {
+        SCOPED_TRACE("a HOME nobody owns");
+        const std::string home = scratch.file("nobody-home");
+        ASSERT_EQ(mkdir(home.c_str(), 0755), 0);
+        ASSERT_EQ(chown(home.c_str(), uid, gid), 0);
+        startAgent({}, {"/usr/sbin/runuser", "-p", "-u", "nobody", "--"}, "nobody-home");
+        // PipeWire is tried on the audio thread: its verdict may come after the report.
+        ASSERT_NO_FATAL_FAILURE(runToTheEnd([&] { EXPECT_TRUE(agent->waitForLog("No audio:")); }));
+        const std::string logFolder = home + "/.local/state/quintor";
+        struct stat folder {};
+        ASSERT_EQ(stat(logFolder.c_str(), &folder), 0) << "no log folder";
+        EXPECT_EQ(folder.st_uid, uid);
+        EXPECT_EQ(folder.st_mode & 0777, 0700u);
+        EXPECT_EQ(agent->countInLog("No audio:"), 1);
+        EXPECT_EQ(agent->countInLog("Got signal 15 - will forward to QNM"), 1);
+    }
 }
 
 }  // namespace

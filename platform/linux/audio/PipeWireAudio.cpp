@@ -137,23 +137,50 @@ struct PipeWireAudio::Events {
 PipeWireAudio::PipeWireAudio() : m_loop("qn-audio"), m_events(std::make_unique<Events>()) {
     if (!m_loop.loop()) {
         m_unreachable = "no PipeWire loop";
+        m_attempted = true;
         return;
     }
     PipeWireThreadLoop::Lock lock(m_loop);
-    connect();
-    if (!m_core || !m_loop.start()) {
+    if (!m_loop.start()) {
+        m_unreachable = "no PipeWire thread";
+        m_attempted = true;
         return;
     }
-    if (!m_loop.waitUntil([this] { return m_started; }, kStartWaitSeconds)) {
-        // A slow server: what it lists later counts as plugged in.
-        m_started = true;
-    }
+    m_loop.invoke(&PipeWireAudio::connectOnThread, this);
 }
 
 PipeWireAudio::~PipeWireAudio() {
+    {
+        // The connection's invocation must have run before the loop goes.
+        PipeWireThreadLoop::Lock lock(m_loop);
+        if (!m_attempted) {
+            m_loop.waitUntil([this] { return m_attempted; }, kStartWaitSeconds);
+        }
+    }
     // No callback may run while the objects go.
     m_loop.stop();
     disconnect();
+}
+
+void PipeWireAudio::connectOnThread(void* data) {
+    auto* self = static_cast<PipeWireAudio*>(data);
+    self->connect();
+    self->m_attempted = true;
+    if (!self->m_core && !self->m_listeners.empty()) {
+        self->warnOnceIfUnreachable();
+    }
+    self->m_loop.signal();
+}
+
+void PipeWireAudio::waitUntilStarted() {
+    const auto ready = [this] { return m_attempted && (!m_core || m_started); };
+    if (ready() || m_loop.inThread()) {
+        return;
+    }
+    if (!m_loop.waitUntil(ready, kStartWaitSeconds) && m_core) {
+        // A slow server: what it lists later counts as plugged in.
+        m_started = true;
+    }
 }
 
 void PipeWireAudio::connect() {
@@ -195,7 +222,9 @@ void PipeWireAudio::disconnect() {
     }
 }
 
-bool PipeWireAudio::connected() const {
+bool PipeWireAudio::connected() {
+    PipeWireThreadLoop::Lock lock(m_loop);
+    waitUntilStarted();
     return m_core != nullptr;
 }
 
@@ -211,10 +240,11 @@ void PipeWireAudio::warnOnceIfUnreachable() {
 }
 
 bool PipeWireAudio::roundTrip() {
+    PipeWireThreadLoop::Lock lock(m_loop);
+    waitUntilStarted();
     if (!m_core) {
         return false;
     }
-    PipeWireThreadLoop::Lock lock(m_loop);
     m_roundTripDone = false;
     m_roundTripSeq = pw_core_sync(m_core, PW_ID_CORE, 0);
     return m_loop.waitUntil([this] { return m_roundTripDone; }, kRoundTripSeconds);
@@ -246,7 +276,8 @@ void PipeWireAudio::removeNode(std::uint32_t id) {
     spa_hook_remove(&found->second->objectHook);
     pw_proxy_destroy(found->second->proxy);
     m_nodes.erase(found);
-    if (wasListed) {
+    // A node that came and went before the first answer was never there for anyone.
+    if (wasListed && m_started) {
         deviceListChanged();
     }
 }
@@ -349,8 +380,9 @@ UInt32 sizeOf(Kind kind) {
 
 bool PipeWireAudio::AudioObjectHasProperty(AudioObjectID object,
                                            const AudioObjectPropertyAddress* address) {
-    warnOnceIfUnreachable();
     PipeWireThreadLoop::Lock lock(m_loop);
+    waitUntilStarted();
+    warnOnceIfUnreachable();
     if (object == kAudioObjectSystemObject) {
         return address->mSelector == kAudioHardwarePropertyDevices;
     }
@@ -366,8 +398,9 @@ bool PipeWireAudio::AudioObjectHasProperty(AudioObjectID object,
 OSStatus PipeWireAudio::AudioObjectGetPropertyDataSize(AudioObjectID object,
                                                        const AudioObjectPropertyAddress* address,
                                                        UInt32, const void*, UInt32* outDataSize) {
-    warnOnceIfUnreachable();
     PipeWireThreadLoop::Lock lock(m_loop);
+    waitUntilStarted();
+    warnOnceIfUnreachable();
     if (object == kAudioObjectSystemObject) {
         if (address->mSelector != kAudioHardwarePropertyDevices) {
             return kAudioHardwareUnknownPropertyError;
@@ -392,8 +425,9 @@ OSStatus PipeWireAudio::AudioObjectGetPropertyData(AudioObjectID object,
                                                    const AudioObjectPropertyAddress* address,
                                                    UInt32, const void*, UInt32* ioDataSize,
                                                    void* outData) {
-    warnOnceIfUnreachable();
     PipeWireThreadLoop::Lock lock(m_loop);
+    waitUntilStarted();
+    warnOnceIfUnreachable();
     if (object == kAudioObjectSystemObject) {
         if (address->mSelector != kAudioHardwarePropertyDevices) {
             return kAudioHardwareUnknownPropertyError;
@@ -453,8 +487,9 @@ OSStatus PipeWireAudio::AudioObjectSetPropertyData(AudioObjectID object,
                                                    const AudioObjectPropertyAddress* address,
                                                    UInt32, const void*, UInt32 inDataSize,
                                                    const void* inData) {
-    warnOnceIfUnreachable();
     PipeWireThreadLoop::Lock lock(m_loop);
+    waitUntilStarted();
+    warnOnceIfUnreachable();
     const Node* node = listedNode(object);
     if (!node) {
         return kAudioHardwareBadObjectError;
@@ -486,8 +521,8 @@ OSStatus PipeWireAudio::AudioObjectAddPropertyListener(AudioObjectID object,
                                                        const AudioObjectPropertyAddress* address,
                                                        AudioObjectPropertyListenerProc proc,
                                                        void* clientData) {
-    warnOnceIfUnreachable();
     PipeWireThreadLoop::Lock lock(m_loop);
+    warnOnceIfUnreachable();
     // Only the device list changes are told; other objects have nothing to say.
     if (object != kAudioObjectSystemObject) {
         return listedNode(object) ? kAudioHardwareIllegalOperationError
@@ -501,9 +536,9 @@ OSStatus PipeWireAudio::AudioObjectRemovePropertyListener(AudioObjectID object,
                                                           const AudioObjectPropertyAddress* address,
                                                           AudioObjectPropertyListenerProc proc,
                                                           void* clientData) {
-    warnOnceIfUnreachable();
     // Taking the lock waits for a listener running on PipeWire's thread.
     PipeWireThreadLoop::Lock lock(m_loop);
+    warnOnceIfUnreachable();
     if (object != kAudioObjectSystemObject) {
         return kAudioHardwareBadObjectError;
     }

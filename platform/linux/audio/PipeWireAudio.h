@@ -6,9 +6,13 @@
 // "audio.rate" in its Props. Listeners of the device list are called on PipeWire's
 // thread, with its lock held, so that a removal from another thread waits for them.
 //
-// Self-contained: the constructor connects and waits for the server's first answer, the
-// destructor stops the thread before anything goes. Without a reachable PipeWire there
-// is no device, and the first call through the port writes one WARN line.
+// Self-contained: the constructor starts the thread and returns; the context (which
+// loads PipeWire's configuration and modules) is made and connected on that thread, off
+// the agent's start-up. A listener may be added at once; every query waits (bounded) for
+// the server's first answer. The destructor stops the thread before anything goes.
+// Without a reachable PipeWire there is no device and one WARN line: at the first call
+// through the port once the connection has failed, or when it fails while a listener is
+// in (the port is in use, so the agent's logger stands).
 
 #include <cstdint>
 #include <map>
@@ -34,7 +38,8 @@ class PipeWireAudio : public CoreAudio {
     PipeWireAudio(const PipeWireAudio&) = delete;
     PipeWireAudio& operator=(const PipeWireAudio&) = delete;
 
-    bool connected() const;
+    // Waits until the connection has been tried.
+    bool connected();
     // Waits until the server has handled every request sent so far (false on time-out
     // or without a connection). For tests that look at the server from outside.
     bool roundTrip();
@@ -73,6 +78,12 @@ class PipeWireAudio : public CoreAudio {
     };
 
     void connect();
+    // On PipeWire's thread: the connection, and the warning if it failed while in use.
+    static void connectOnThread(void* self);
+    // With the lock held: until the connection has been tried and, when made, the first
+    // listing is in (bounded: a slow server's later nodes count as plugged in). Never
+    // waits on PipeWire's own thread.
+    void waitUntilStarted();
     void disconnect();
     void warnOnceIfUnreachable();
     // Under the loop's lock, all of them.
@@ -90,6 +101,8 @@ class PipeWireAudio : public CoreAudio {
     std::unique_ptr<Events> m_events;
     std::map<std::uint32_t, std::unique_ptr<Node>> m_nodes;
     std::vector<Listener> m_listeners;
+    // The connection has been tried (on PipeWire's thread).
+    bool m_attempted = false;
     // Nodes ready before the first answer are present at start: they fire nothing.
     bool m_started = false;
     int m_startSeq = -1;

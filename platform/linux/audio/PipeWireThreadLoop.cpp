@@ -13,6 +13,9 @@ PipeWireThreadLoop::PipeWireThreadLoop(const char* name) {
 
 PipeWireThreadLoop::~PipeWireThreadLoop() {
     stop();
+    if (m_event) {
+        pw_loop_destroy_source(loop(), m_event);
+    }
     if (m_loop) {
         pw_thread_loop_destroy(m_loop);
     }
@@ -50,6 +53,28 @@ bool PipeWireThreadLoop::waitUntil(const std::function<bool()>& done, int second
 
 void PipeWireThreadLoop::signal() {
     pw_thread_loop_signal(m_loop, false);
+}
+
+void PipeWireThreadLoop::invoke(void (*function)(void*), void* data) {
+    // An event source, not pw_loop_invoke: that runs the function at once, on the
+    // caller's thread, while the new thread has not yet entered the loop.
+    m_invocation = {function, data};
+    if (!m_event) {
+        m_event = pw_loop_add_event(
+            loop(),
+            [](void* self, std::uint64_t) {
+                const auto invocation = static_cast<PipeWireThreadLoop*>(self)->m_invocation;
+                invocation.function(invocation.data);
+            },
+            this);
+    }
+    if (m_event) {
+        pw_loop_signal_event(loop(), m_event);
+    }
+}
+
+bool PipeWireThreadLoop::inThread() const {
+    return m_loop && pw_thread_loop_in_thread(m_loop);
 }
 
 PipeWireThreadLoop::Lock::Lock(PipeWireThreadLoop& loop) : m_loop(loop.m_loop) {

@@ -6,6 +6,7 @@
 
 struct pw_thread_loop;
 struct pw_loop;
+struct spa_source;
 
 namespace qn::platform::linux_audio {
 
@@ -28,6 +29,12 @@ class PipeWireThreadLoop {
     bool waitUntil(const std::function<bool()>& done, int seconds);
     // Wakes wait(); with the lock held.
     void signal();
+    // Runs `function(data)` on the loop's thread, with the lock held, without waiting
+    // for it; called with the lock held. One invocation at a time: a second before the
+    // first has run replaces it.
+    void invoke(void (*function)(void*), void* data);
+    // True on the loop's own thread, where nothing may wait for the loop.
+    bool inThread() const;
 
     class Lock {
       public:
@@ -41,8 +48,15 @@ class PipeWireThreadLoop {
     };
 
   private:
+    struct Invocation {
+        void (*function)(void*) = nullptr;
+        void* data = nullptr;
+    };
+
     pw_thread_loop* m_loop;
     bool m_running = false;
+    spa_source* m_event = nullptr;
+    Invocation m_invocation;
 };
 
 }  // namespace qn::platform::linux_audio

@@ -26,6 +26,14 @@ bool littleEndian() {
     return *reinterpret_cast<const unsigned char*>(&probe) == 1;
 }
 
+// A UTF-8 text property, as desktops and accessibility tools read window names.
+void setUtf8Property(Display* display, Window window, const char* name, const std::string& text) {
+    XChangeProperty(display, window, XInternAtom(display, name, False),
+                    XInternAtom(display, "UTF8_STRING", False), 8, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(text.data()),
+                    static_cast<int>(text.size()));
+}
+
 bool contains(const NSRect& r, double x, double y) {
     return x >= r.origin.x && x < r.origin.x + r.size.width && y >= r.origin.y &&
            y < r.origin.y + r.size.height;
@@ -36,7 +44,7 @@ bool contains(const NSRect& r, double x, double y) {
 X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
                                const char* displayName)
     : m_workspace(workspace),
-      m_renderer(std::move(resourceDirectory)),
+      m_resourceDirectory(std::move(resourceDirectory)),
       m_ownDisplay(XOpenDisplay(displayName)),
       m_display(m_ownDisplay.get()) {
     setUp();
@@ -44,8 +52,32 @@ X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string reso
 
 X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
                                _XDisplay* display)
-    : m_workspace(workspace), m_renderer(std::move(resourceDirectory)), m_display(display) {
+    : m_workspace(workspace),
+      m_resourceDirectory(std::move(resourceDirectory)),
+      m_display(display) {
     setUp();
+}
+
+X11PanelAppKit::X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
+                               OpenLater later)
+    : m_workspace(workspace),
+      m_resourceDirectory(std::move(resourceDirectory)),
+      m_later(std::move(later)) {}
+
+bool X11PanelAppKit::open() {
+    if (m_display || !m_later) {
+        return m_display != nullptr;
+    }
+    // Tried once: a display that is not there now is not looked for again.
+    auto later = std::move(*m_later);
+    m_later.reset();
+    m_ownDisplay.reset(XOpenDisplay(nullptr));
+    m_display = m_ownDisplay.get();
+    setUp();
+    if (m_display && later.opened) {
+        later.opened(ConnectionNumber(m_display));
+    }
+    return m_display != nullptr;
 }
 
 void X11PanelAppKit::setUp() {
@@ -61,13 +93,13 @@ void X11PanelAppKit::setUp() {
     }
 }
 
-PangoContext* X11PanelAppKit::measuring() {
-    // Made at the first measurement: the font set-up behind it costs the agent's start
-    // several milliseconds, and most runs never show a panel.
-    if (!m_measuring) {
-        m_measuring = measuringContext();
+PanelDrawing* X11PanelAppKit::drawing() {
+    // Loaded at first use: the libraries behind it cost the agent's start milliseconds,
+    // and most runs never show a panel.
+    if (!m_drawingModule) {
+        m_drawingModule = std::make_unique<PanelDrawingModule>(m_resourceDirectory);
     }
-    return m_measuring.get();
+    return m_drawingModule->drawing();
 }
 
 X11PanelAppKit::~X11PanelAppKit() {
@@ -193,7 +225,7 @@ XRectangleInt X11PanelAppKit::mainDisplayRect() const {
 }
 
 std::optional<NSScreen> X11PanelAppKit::mainScreen() {
-    if (!m_display) {
+    if (!open()) {
         return std::nullopt;
     }
     const auto rect = mainDisplayRect();
@@ -202,22 +234,19 @@ std::optional<NSScreen> X11PanelAppKit::mainScreen() {
 
 NSRect X11PanelAppKit::usedRectForTextContainer(const std::string& text, const NSFont& font,
                                                 double containerWidth) {
-    TextLayoutSpec spec;
-    spec.font = font;
-    spec.width = containerWidth;
-    const auto size = measure(measuring(), NSAttributedString(text), spec);
+    auto* d = drawing();
+    const auto size = d ? d->measure(NSAttributedString(text), font, containerWidth) : NSSize{};
     return CGRectMake(0, 0, size.width, size.height);
 }
 
 NSSize X11PanelAppKit::sizeWithAttributes(const std::string& text, const NSFont& font) {
-    TextLayoutSpec spec;
-    spec.font = font;
-    return measure(measuring(), NSAttributedString(text), spec);
+    auto* d = drawing();
+    return d ? d->measure(NSAttributedString(text), font, -1) : NSSize{};
 }
 
 NSWindowRef X11PanelAppKit::initWithContentRect(NSRect contentRect, std::uint32_t, std::uint32_t,
                                                 bool) {
-    if (!m_display || !m_visual) {
+    if (!open() || !m_visual) {
         return 0;
     }
     const auto rect = xRectangleForFrame(contentRect, mainDisplayRect());
@@ -274,6 +303,7 @@ void X11PanelAppKit::setTitle(NSWindowRef window, const std::string& title) {
     if (auto* w = find(window); w && !w->closed) {
         w->title = title;
         XStoreName(m_display, w->xid, title.c_str());
+        setUtf8Property(m_display, w->xid, "_NET_WM_NAME", title);
     }
 }
 
@@ -311,6 +341,13 @@ void X11PanelAppKit::setMovableByWindowBackground(NSWindowRef window, bool movab
 
 void X11PanelAppKit::addSubview(NSWindowRef window, NSViewSpec view) {
     if (auto* w = find(window); w && !w->closed) {
+        if (view.kind == NSViewSpec::Kind::TextField) {
+            // The words the panel shows, for whoever cannot read its pixels.
+            setUtf8Property(
+                m_display, w->xid, kTextProperty,
+                NSAttributedString::fromValue(view.properties.get("attributedStringValue"))
+                    .string());
+        }
         w->subviews.push_back(std::move(view));
         redraw(*w);
     }
@@ -374,22 +411,27 @@ void X11PanelAppKit::redraw(PanelWindow& window) {
             ref = r;
         }
     }
-    const auto surface = m_renderer.render(picture(ref), kSystemFontSize);
-    const int width = cairo_image_surface_get_width(surface.get());
-    const int height = cairo_image_surface_get_height(surface.get());
-    // The pixels go as they are: Cairo's premultiplied ARGB is the 32-bit visual's format.
-    XImage* image =
-        XCreateImage(m_display, visual(m_visual), 32, ZPixmap, 0,
-                     reinterpret_cast<char*>(cairo_image_surface_get_data(surface.get())),
-                     static_cast<unsigned>(width), static_cast<unsigned>(height), 32,
-                     cairo_image_surface_get_stride(surface.get()));
+    auto* d = drawing();
+    if (!d) {
+        return;
+    }
+    auto drawn = d->render(picture(ref), kSystemFontSize);
+    const int width = drawn.width;
+    const int height = drawn.height;
+    if (drawn.pixels.empty()) {
+        return;
+    }
+    // The pixels go as they are: premultiplied ARGB is the 32-bit visual's format.
+    XImage* image = XCreateImage(
+        m_display, visual(m_visual), 32, ZPixmap, 0, reinterpret_cast<char*>(drawn.pixels.data()),
+        static_cast<unsigned>(width), static_cast<unsigned>(height), 32, drawn.stride);
     if (!image) {
         return;
     }
     image->byte_order = littleEndian() ? LSBFirst : MSBFirst;
     XPutImage(m_display, window.xid, window.gc, image, 0, 0, 0, 0, static_cast<unsigned>(width),
               static_cast<unsigned>(height));
-    // The data belongs to the surface.
+    // The data belongs to the drawn image.
     image->data = nullptr;
     XDestroyImage(image);
 }

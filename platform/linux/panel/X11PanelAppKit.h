@@ -12,6 +12,7 @@
 // sleeps (an sd-event prepare callback), because a round trip of the panel's own (the
 // main screen's size) may already have read events into Xlib's queue.
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -20,8 +21,7 @@
 
 #include "platform/AppKit.h"
 #include "platform/DrawingRecord.h"
-#include "platform/linux/panel/PanelRenderer.h"
-#include "platform/linux/panel/PangoText.h"
+#include "platform/linux/panel/PanelDrawingModule.h"
 #include "platform/linux/panel/ScreenPlacement.h"
 
 // Xlib's types by their own names, so that its macros stay out of this header.
@@ -41,11 +41,21 @@ using DisplayOwner = std::unique_ptr<_XDisplay, DisplayClose>;
 class X11PanelAppKit : public AppKit {
   public:
     static constexpr double kSystemFontSize = 13.0;
+    // A window's title is its WM_NAME and _NET_WM_NAME; the plain text of its message
+    // field is this UTF-8 property.
+    static constexpr const char* kTextProperty = "_QUINTOR_PANEL_TEXT";
 
     // Opens its own connection to `displayName` (null: the DISPLAY variable, read by Xlib).
     // Without a connection there is no main screen and no window can be made.
     X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
                    const char* displayName);
+    // Opens its own connection (to DISPLAY) only when first asked for the main screen or
+    // a window, and then gives its descriptor to `opened`, for the owner to watch: most
+    // runs never show a panel, and the connection costs the start milliseconds.
+    struct OpenLater {
+        std::function<void(int descriptor)> opened;
+    };
+    X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory, OpenLater later);
     // Uses a connection the caller owns and keeps open longer than this object.
     X11PanelAppKit(NSNotificationCenter& workspace, std::string resourceDirectory,
                    _XDisplay* display);
@@ -123,7 +133,11 @@ class X11PanelAppKit : public AppKit {
     };
 
     void setUp();
-    PangoContext* measuring();
+    // Opens the connection now if it was left for later; false without one.
+    bool open();
+    // The drawing module, loaded at the first measurement or drawing; null when it
+    // cannot be loaded (no text is then measured, no picture drawn).
+    PanelDrawing* drawing();
     PanelWindow* find(NSWindowRef window);
     const PanelWindow* find(NSWindowRef window) const;
     PanelWindow* findX(XWindowId xid);
@@ -139,12 +153,13 @@ class X11PanelAppKit : public AppKit {
     NSNotificationCenter& m_workspace;
     bool m_applicationMade = false;
     bool m_launched = false;
-    PanelRenderer m_renderer;
+    std::string m_resourceDirectory;
+    std::unique_ptr<PanelDrawingModule> m_drawingModule;
+    std::optional<OpenLater> m_later;
     DisplayOwner m_ownDisplay;
     _XDisplay* m_display = nullptr;
     void* m_visual = nullptr;  // the 32-bit TrueColor visual
     unsigned long m_colormap = 0;
-    PangoContextOwner m_measuring;
     std::map<NSWindowRef, PanelWindow> m_windows;
     NSWindowRef m_nextWindow = 1;
     std::map<NSImageRef, ImageRecord> m_images;

@@ -19,8 +19,11 @@ using BusConnection = std::unique_ptr<sd_bus, BusCloser>;
 
 class PrivateBus {
   public:
-    // Throws std::runtime_error when the daemon does not start.
-    PrivateBus();
+    // Throws std::runtime_error when the daemon does not start. Without `systemPolicy` a
+    // session-type bus of the test's user; with it a system-type bus any local user may
+    // join, under the system bus's default rules, that policy file (the packaged one) and
+    // logind's name for root alone.
+    explicit PrivateBus(const std::string& systemPolicy = {});
     const std::string& address() const { return m_address; }
     const std::string& directory() const { return m_dir.path(); }
     // A new client connection, registered with the daemon. Throws on failure.

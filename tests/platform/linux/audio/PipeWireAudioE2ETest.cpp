@@ -6,7 +6,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <nlohmann/json.hpp>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -14,85 +14,18 @@
 #include "platform/linux/audio/PipeWireAudio.h"
 #include "sys/libutils/DirectoryLoggerConfiguration.h"
 #include "sys/libutils/Logger.h"
-#include "tests/platform/linux/audio/PipeWireTestSupport.h"
+#include "tests/support/linux/PipeWireServer.h"
 #include "tk/libOSXAudio/AudioDeviceConfigurator.h"
 #include "tk/libOSXAudio/QuintorAudioDeviceLister.h"
 
 namespace qn::platform::linux_audio {
 namespace {
 
-using testing::PipeWireServer;
-
-// A node on alsa's "null" PCM: it takes device properties and a rate like a USB one.
-void createNode(PipeWireServer& server, const std::string& name, const std::string& vendor,
-                int rate) {
-    const std::string properties =
-        "{ \"factory.name\": \"api.alsa.pcm.sink\", \"node.name\": \"" + name +
-        "\", \"api.alsa.path\": \"null\", \"object.linger\": true, \"device.bus\": \"usb\", "
-        "\"device.vendor.id\": \"" +
-        vendor +
-        "\", \"device.product.id\": \"0x0001\", "
-        "\"device.product.name\": \"" +
-        name + "\", \"audio.rate\": " + std::to_string(rate) + " }";
-    const auto made =
-        testing::run({"pw-cli", "create-node", "adapter", properties}, server.environment());
-    ASSERT_EQ(made.status, 0) << made.out;
-}
-
-struct NodeSeen {
-    std::uint32_t id = 0;
-    std::optional<int> rate;
-};
-
-// The node's id and the rate of its raw EnumFormat, as a fresh client of the server sees
-// them.
-std::optional<NodeSeen> nodeNamed(PipeWireServer& server, const std::string& name) {
-    const auto dump = testing::run({"pw-dump"}, server.environment());
-    if (dump.status != 0) {
-        return std::nullopt;
-    }
-    const auto objects = nlohmann::json::parse(dump.out, nullptr, false);
-    if (!objects.is_array()) {
-        return std::nullopt;
-    }
-    for (const auto& o : objects) {
-        if (o.value("type", "") != "PipeWire:Interface:Node" ||
-            o["info"]["props"].value("node.name", "") != name) {
-            continue;
-        }
-        NodeSeen seen;
-        seen.id = o["id"].get<std::uint32_t>();
-        const auto& params = o["info"]["params"];
-        if (params.contains("EnumFormat")) {
-            for (const auto& format : params["EnumFormat"]) {
-                if (format.value("mediaSubtype", "") != "raw" || !format.contains("rate")) {
-                    continue;
-                }
-                const auto& rate = format["rate"];
-                seen.rate = rate.is_number() ? rate.get<int>() : rate["default"].get<int>();
-                break;
-            }
-        }
-        return seen;
-    }
-    return std::nullopt;
-}
-
-// Asks the server until the node shows `rate`; gives the last rate seen. Bounded, so
-// that a rate that never comes fails the test.
-std::optional<int> awaitRate(PipeWireServer& server, const std::string& name, int rate) {
-    std::optional<int> last;
-    for (int attempt = 0; attempt < 300; ++attempt) {
-        if (const auto seen = nodeNamed(server, name)) {
-            last = seen->rate;
-            if (last == rate) {
-                break;
-            }
-        }
-        ::usleep(100 * 1000);
-    }
-    return last;
-}
+using qn::testing::linux_host::awaitRate;
+using qn::testing::linux_host::createUsbNode;
+using qn::testing::linux_host::destroyObject;
+using qn::testing::linux_host::nodeNamed;
+using qn::testing::linux_host::PipeWireServer;
 
 std::vector<AudioObjectID> listedDevices(CoreAudio& audio) {
     const AudioObjectPropertyAddress devices{kAudioHardwarePropertyDevices,
@@ -147,8 +80,8 @@ TEST(PipeWireAudioE2E, AnAdapterNodeGets48kHzOtherVendorsAndEarlierNodesWaitForA
     ::unsetenv("PIPEWIRE_REMOTE");
 
     // Present before the agent: an adapter and another vendor's device.
-    createNode(server, "qn-before", "0xabcd", 44100);
-    createNode(server, "qn-other", "0x1234", 44100);
+    ASSERT_TRUE(createUsbNode(server, "qn-before", "0xabcd", 44100));
+    ASSERT_TRUE(createUsbNode(server, "qn-other", "0x1234", 44100));
     const auto before = nodeNamed(server, "qn-before");
     const auto other = nodeNamed(server, "qn-other");
     ASSERT_TRUE(before && other);
@@ -173,7 +106,7 @@ TEST(PipeWireAudioE2E, AnAdapterNodeGets48kHzOtherVendorsAndEarlierNodesWaitForA
         EXPECT_EQ(nodeNamed(server, "qn-other")->rate, 44100);
 
         // An adapter plugged in: the list changes, and every adapter counts as new.
-        createNode(server, "qn-adapter", "0xabcd", 44100);
+        ASSERT_TRUE(createUsbNode(server, "qn-adapter", "0xabcd", 44100));
         const auto adapter = nodeNamed(server, "qn-adapter");
         ASSERT_TRUE(adapter);
         ASSERT_TRUE(awaitListed(audio, adapter->id));
@@ -184,11 +117,8 @@ TEST(PipeWireAudioE2E, AnAdapterNodeGets48kHzOtherVendorsAndEarlierNodesWaitForA
         EXPECT_EQ(nodeNamed(server, "qn-other")->rate, 44100);
 
         // Unplugged and plugged again at 44100: set again.
-        ASSERT_EQ(
-            testing::run({"pw-cli", "destroy", std::to_string(adapter->id)}, server.environment())
-                .status,
-            0);
-        createNode(server, "qn-adapter", "0xabcd", 44100);
+        ASSERT_TRUE(destroyObject(server, adapter->id));
+        ASSERT_TRUE(createUsbNode(server, "qn-adapter", "0xabcd", 44100));
         const auto again = nodeNamed(server, "qn-adapter");
         ASSERT_TRUE(again);
         ASSERT_TRUE(awaitListed(audio, again->id));

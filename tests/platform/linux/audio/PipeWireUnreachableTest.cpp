@@ -72,5 +72,37 @@ TEST(PipeWireAudio, WithoutAServerOneWarningAndNoDevices) {
     fs::remove_all(dir);
 }
 
+// The connection is tried on PipeWire's thread: a listener may come in before or after
+// it fails, and either way exactly one warning is written.
+TEST(PipeWireAudio, AListenerAddedWhileTheConnectionIsTriedGetsOneWarning) {
+    std::string pattern = (fs::temp_directory_path() / "qnnopwXXXXXX").string();
+    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
+    const std::string dir = pattern;
+    ::setenv("XDG_RUNTIME_DIR", dir.c_str(), 1);
+    ::unsetenv("PIPEWIRE_RUNTIME_DIR");
+    ::unsetenv("PIPEWIRE_REMOTE");
+    for (int round = 0; round < 5; ++round) {
+        SCOPED_TRACE(round);
+        const std::string logs = dir + "/" + std::to_string(round);
+        fs::create_directory(logs);
+        {
+            sys::Logger logger("QuintorUserAgent", sys::Logger::DEBUG, false, true, nullptr,
+                               std::make_unique<sys::DirectoryLoggerConfiguration>(logs));
+            PipeWireAudio audio;
+            Backend backend;
+            backend.coreAudio = &audio;
+            ScopedBackend installed(backend);
+            auto lister = tk::osx::QuintorAudioDeviceLister::create();
+            // Answered once the attempt has ended.
+            EXPECT_FALSE(audio.connected());
+            lister.reset();
+        }
+        const auto lines = moduleLines(logs + "/QuintorUserAgent.log", "PipeWireAudio");
+        ASSERT_EQ(lines.size(), 1u);
+        EXPECT_EQ(lines[0].rfind("WARN No audio: cannot connect to PipeWire", 0), 0u) << lines[0];
+    }
+    fs::remove_all(dir);
+}
+
 }  // namespace
 }  // namespace qn::platform::linux_audio

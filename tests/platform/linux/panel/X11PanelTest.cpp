@@ -100,6 +100,27 @@ class X11Panel : public ::testing::Test {
     std::optional<ScopedBackend> backend;
 };
 
+// The agent's panel opens its connection only when a message first asks for the main
+// screen, and hands the descriptor over once, for the owner to watch.
+TEST_F(X11Panel, AConnectionLeftForLaterOpensAtTheFirstQuestionAndIsHandedOverOnce) {
+    ::setenv("DISPLAY", server->display().c_str(), 1);
+    std::vector<int> handed;
+    X11PanelAppKit later(host.appKit().workspaceNotificationCenter(),
+                         testing::sourceDir() + "/resources",
+                         X11PanelAppKit::OpenLater{[&](int fd) { handed.push_back(fd); }});
+    EXPECT_FALSE(later.connected());
+    EXPECT_EQ(later.connectionNumber(), -1);
+    EXPECT_TRUE(handed.empty());
+    const auto screen = later.mainScreen();
+    ASSERT_TRUE(screen);
+    EXPECT_EQ(screen->frame.size.width, 1280);
+    EXPECT_EQ(screen->frame.size.height, 800);
+    ASSERT_EQ(handed.size(), 1u);
+    EXPECT_EQ(handed[0], later.connectionNumber());
+    EXPECT_NE(later.initWithContentRect(CGRectMake(0, 0, 40, 40), 0, 0, false), 0u);
+    EXPECT_EQ(handed.size(), 1u);
+}
+
 TEST_F(X11Panel, TheWindowHoldsExactlyThePictureTheRendererMakesFromTheHostsRecord) {
     for (const auto& sample : tools::qnpanel::panelSamples()) {
         const auto ref = show(sample);
