@@ -19,6 +19,7 @@
 
 #include "tests/e2e/support/AgentUnderTest.h"
 #include "tests/e2e/support/TestServers.h"
+#include "tests/e2e/support/streaming/StreamingSupport.h"
 #include "tests/support/FakeDrmTree.h"
 #include "tests/support/XServer.h"
 #include "tests/support/linux/LogindStandIn.h"
@@ -95,20 +96,6 @@ std::map<std::string, RandrDisplay> randrDisplays(const std::string& name) {
     XRRFreeScreenResources(resources);
     XCloseDisplay(display);
     return displays;
-}
-
-// What a kernel driver sets on its output: the EDID and the connector's id.
-void markAsAdapterOutput(const std::string& name, std::uint32_t output,
-                         const std::vector<unsigned char>& edid, long connectorId) {
-    Display* display = XOpenDisplay(name.c_str());
-    ASSERT_NE(display, nullptr);
-    XRRChangeOutputProperty(display, output, XInternAtom(display, "EDID", False), XA_INTEGER, 8,
-                            PropModeReplace, edid.data(), static_cast<int>(edid.size()));
-    XRRChangeOutputProperty(display, output, XInternAtom(display, "CONNECTOR_ID", False),
-                            XA_INTEGER, 32, PropModeReplace,
-                            reinterpret_cast<const unsigned char*>(&connectorId), 1);
-    XSync(display, False);
-    XCloseDisplay(display);
 }
 
 // One message window as the X server holds it.
@@ -482,8 +469,8 @@ TEST_F(RealAgentE2e, AnAdapterOutputIsReportedWithTheIndexTheRegistryFound) {
     const auto displays = randrDisplays(x->display());
     ASSERT_EQ(displays.size(), 2u);
     // The recorded tree's adapter connector: id 44, EDID vendor 0x4d10, product 0x1402.
-    ASSERT_NO_FATAL_FAILURE(markAsAdapterOutput(x->display(), displays.at("DUMMY1").id,
-                                                test::makeEdid(0x4d10, 0x1402), 44));
+    ASSERT_TRUE(markAsAdapterOutput(x->display(), displays.at("DUMMY1").id,
+                                    test::makeEdid(0x4d10, 0x1402), 44));
     ASSERT_NO_FATAL_FAILURE(startManager());
     startAgent({"ASAN_OPTIONS=verify_asan_link_order=0"},
                {"/usr/bin/umockdev-run", "--device",
