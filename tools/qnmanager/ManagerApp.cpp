@@ -262,6 +262,14 @@ int ManagerApp::run() {
         m_err << "qnmanager: cannot serve the driver endpoint: " << e.what() << '\n';
         return 1;
     }
+    if (!m_options.copySink.empty()) {
+        try {
+            m_copySink = std::make_unique<CopySink>(m_loop, m_options.copySink);
+        } catch (const std::system_error& e) {
+            m_err << "qnmanager: cannot listen for copies: " << e.what() << '\n';
+            return 1;
+        }
+    }
     if (takeName() < 0) {
         return 1;
     }

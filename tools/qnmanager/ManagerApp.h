@@ -4,6 +4,7 @@
 
 #include <iosfwd>
 #include <list>
+#include <memory>
 #include <string>
 
 #include "platform/Registration.h"
@@ -11,6 +12,7 @@
 #include "platform/linux/event/EventLoop.h"
 #include "tools/qnmanager/BusPresence.h"
 #include "tools/qnmanager/CallRules.h"
+#include "tools/qnmanager/CopySink.h"
 #include "tools/qnmanager/FrameReceiver.h"
 #include "tools/qnmanager/ManagerObject.h"
 #include "tools/qnmanager/ManagerOptions.h"
@@ -40,6 +42,7 @@ class ManagerApp {
     BusPresence m_presence;
     ManagerObject m_object;
     FrameReceiver m_frames;
+    std::unique_ptr<CopySink> m_copySink;
     platform::Registration m_input;
     std::string m_pending;
     std::list<platform::Registration> m_scripted;

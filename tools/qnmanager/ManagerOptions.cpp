@@ -24,6 +24,8 @@ const char* managerUsage() {
            "                       once while an endpoint is served, never otherwise)\n"
            "  --png-dir DIR        write every frame received as DIR/frame-<display>-<n>.png\n"
            "  --png-last FILE      write the last frame received as PNG at the end\n"
+           "  --copy-sink PATH     listen at PATH for frames sent as bytes: a 32-bit length\n"
+           "                       (host order), then the bytes; each answered with one byte\n"
            "  --stream-adapters    start a stream for each display reported with a served\n"
            "                       index (again after each agent's start)\n"
            "  --impostor           do not own the name: post what --post says, then exit\n"
@@ -41,9 +43,9 @@ const char* managerUsage() {
            "  png FILE                    write the last frame received as PNG (--png-last)\n"
            "  quit                        end (end of input only stops the reading)\n"
            "\n"
-           "exit status: 0 ended by quit, SIGTERM or SIGINT; 1 the bus, the name or a\n"
-           "driver endpoint could not be had, or the last frame could not be written;\n"
-           "2 usage error.\n";
+           "exit status: 0 ended by quit, SIGTERM or SIGINT; 1 the bus, the name, a\n"
+           "driver endpoint or the copy sink could not be had, or the last frame could not\n"
+           "be written; 2 usage error.\n";
 }
 
 std::optional<ManagerOptions> parseManagerOptions(const std::vector<std::string>& arguments,
@@ -138,6 +140,11 @@ std::optional<ManagerOptions> parseManagerOptions(const std::vector<std::string>
             if (!v)
                 return std::nullopt;
             options.pngLast = *v;
+        } else if (a == "--copy-sink") {
+            const auto v = value();
+            if (!v)
+                return std::nullopt;
+            options.copySink = *v;
         } else if (a == "--stream-adapters") {
             options.streamAdapters = true;
         } else if (a == "--introspect") {

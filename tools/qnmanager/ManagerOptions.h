@@ -24,6 +24,8 @@ struct ManagerOptions {
     int releaseDelayMs = -1;
     std::string pngDirectory;
     std::string pngLast;
+    // A Unix socket taking length-prefixed frames as bytes, each answered with one byte.
+    std::string copySink;
     // Start a stream for each display reported with a served index.
     bool streamAdapters = false;
     // Connect without owning the name: post what --post says and leave.

@@ -61,6 +61,12 @@ TEST(ManagerOptions, TheDriverEndpointsAndWhatIsDoneWithFrames) {
         EXPECT_EQ(error, "--driver-index needs a number");
     }
     EXPECT_FALSE(parseManagerOptions({"--release-delay-ms", "2.5"}, error));
+
+    options = parseManagerOptions({"--copy-sink", "/tmp/sink"}, error);
+    ASSERT_TRUE(options) << error;
+    EXPECT_EQ(options->copySink, "/tmp/sink");
+    EXPECT_FALSE(parseManagerOptions({"--copy-sink"}, error));
+    EXPECT_EQ(error, "--copy-sink needs a value");
 }
 
 TEST(CallRules, EachRuleServesTheNextCallOfItsSelectorOnly) {

@@ -1,38 +1,48 @@
 // The cost of one frame at 1920x1080 with a tenth of the screen changing, from pending
-// damage to the Manager's side holding the frame, three ways in one run:
-//   ZeroCopy     capture into the memfd surface, then the driver endpoint's `prepare`
-//                round trip (the peer maps the surface once and reads it in place);
-//   FullCopy     the same capture, then the whole frame written through a socket;
-//   DamagedCopy  the same capture, then only the dirty rectangles' bytes.
+// damage to `frameAvailable:...` answered by qnmanager (the Manager stand-in, its own
+// process on a private dbus-daemon), three ways in one run:
+//   ZeroCopy     capture into the memfd surface, the driver endpoint's `prepare` round
+//                trip to qnmanager (which maps the surface once and reads it in place),
+//                then the call;
+//   FullCopy     the same capture, the whole frame written through a Unix socket to
+//                qnmanager's copy sink and its one-byte answer awaited, then the call;
+//   DamagedCopy  the same, with only the dirty rectangles' bytes.
 // Per frame: latency (median, p99) and the CPU time of the agent's thread. The X server's
-// own work (the same capture in all three) and the peer's reading are not in the CPU
-// figure; the peer is a thread of this process standing in for the Manager.
+// work (the same capture in all three), the bus daemon's and qnmanager's are not in the
+// CPU figure; they are in the latency.
 #include <benchmark/benchmark.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
+#include <sys/un.h>
 #include <time.h>
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
-#include <thread>
 
+#include "platform/ManagerProtocol.h"
+#include "platform/linux/bus/ManagerLink.h"
 #include "platform/linux/capture/X11DisplayStreams.h"
 #include "platform/linux/driver/DriverDirectory.h"
 #include "platform/linux/driver/DriverEndpointServer.h"
 #include "platform/linux/driver/DriverServices.h"
+#include "platform/linux/event/LinuxNotificationCenter.h"
 #include "platform/linux/surface/SurfaceRegistry.h"
+#include "sys/libutils/posix/FileDescriptor.h"
+#include "tests/e2e/support/TestServers.h"
 #include "tests/support/XServer.h"
-#include "tests/support/linux/ScratchDir.h"
 
 namespace {
 
 using namespace qn::platform;
 using namespace qn::platform::linux_host;
+using qn::tests::e2e::DbusDaemon;
+using qn::tests::e2e::ManagerStandIn;
+using qn::tests::e2e::ScratchDirectory;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t kWidth = 1920;
@@ -80,29 +90,6 @@ class Painter {
     xcb_gcontext_t m_gc = 0;
 };
 
-// Reads length-prefixed frames from a stream socket and answers each with one byte.
-void copyPeer(int socket, std::atomic<bool>& stop) {
-    std::vector<std::uint8_t> buffer(kWidth * kHeight * 4);
-    while (!stop) {
-        pollfd p{socket, POLLIN, 0};
-        if (::poll(&p, 1, 50) <= 0) {
-            continue;
-        }
-        std::uint32_t length = 0;
-        if (::recv(socket, &length, sizeof(length), MSG_WAITALL) != sizeof(length)) {
-            return;
-        }
-        if (length > buffer.size()) {
-            buffer.resize(length);
-        }
-        if (::recv(socket, buffer.data(), length, MSG_WAITALL) != static_cast<ssize_t>(length)) {
-            return;
-        }
-        const char ack = 1;
-        ::send(socket, &ack, 1, MSG_NOSIGNAL);
-    }
-}
-
 bool sendAll(int socket, iovec* iov, std::size_t count) {
     msghdr msg{};
     while (count > 0) {
@@ -134,52 +121,74 @@ std::unique_ptr<qn::test::XServer> startXvfb() {
     return server;
 }
 
+int openPrivate(const std::string& address, sd_bus** bus) {
+    int r = sd_bus_new(bus);
+    if (r >= 0)
+        r = sd_bus_set_address(*bus, address.c_str());
+    if (r >= 0)
+        r = sd_bus_set_bus_client(*bus, 1);
+    if (r >= 0)
+        r = sd_bus_start(*bus);
+    return r;
+}
+
+qn::sys::FileDescriptor connectTo(const std::string& path) {
+    qn::sys::FileDescriptor fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    if (::connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        throw std::runtime_error("cannot connect to the copy sink at " + path);
+    }
+    return fd;
+}
+
+std::vector<std::string> standInArguments(const ScratchDirectory& scratch) {
+    setenv("QN_TEST_SOURCE_DIR", QN_E2E_SOURCE_DIR, 0);
+    setenv("QN_QNMANAGER", QN_E2E_QNMANAGER, 0);
+    return {"--driver-dir", scratch.path(),           "--driver-index", "0",
+            "--copy-sink",  scratch.file("copy-sink")};
+}
+
 struct World {
     std::unique_ptr<qn::test::XServer> xvfb = startXvfb();
     Painter painter{xvfb->display()};
-    qn::testing::linux_host::ScratchDir driverDir;
+    ScratchDirectory scratch;
+    DbusDaemon bus{scratch, DbusDaemon::Kind::Session};
+    // Ready once it owns the name, with the endpoint and the sink listening.
+    ManagerStandIn standIn{bus.address(), standInArguments(scratch), "/dev/null"};
     qn::sys::Logger::Logged log{*qn::sys::Logger::instance(), "FrameRoadBench", ""};
     SurfaceRegistry registry;
-    DriverEndpointServer endpoint{driverDir.path(), 0};
     DriverServices services{registry, log, 5000};
     io_connect_t connection = 0;
-    int copySockets[2] = {-1, -1};
-    std::atomic<bool> stop{false};
-    std::thread endpointThread;
-    std::thread copyThread;
+    EventLoop loop;
+    MainQueue mainQueue{loop};
+    LinuxNotificationCenter defaultCenter{mainQueue, LinuxNotificationCenter::Delivery::Immediate};
+    LinuxNotificationCenter distributed{mainQueue, LinuxNotificationCenter::Delivery::NextTurn};
+    ManagerLink link{loop, mainQueue, defaultCenter, distributed,
+                     [address = bus.address()](sd_bus** b) { return openPrivate(address, b); }};
+    QNUAMessageHandlerProxy proxy{link.lookUp(kManagerRegisteredName)};
+    qn::sys::FileDescriptor copySocket = connectTo(scratch.file("copy-sink"));
     std::unique_ptr<X11DisplayStreams> streams;
 
     World() {
-        DriverDirectory::set(driverDir.path());
-        endpointThread = std::thread([this] {
-            while (!stop) {
-                endpoint.serveOnce(50);
-            }
-        });
+        if (!proxy) {
+            throw std::runtime_error("no Manager on the bus");
+        }
+        DriverDirectory::set(scratch.path());
         Value matching = Value::dictionary();
         matching.set(kIOProviderClassKey, Value::string("QuintorParent"));
         io_iterator_t it = 0;
         services.IOServiceGetMatchingServices(matching, &it);
         const io_service_t service = services.IOIteratorNext(it);
         if (service == 0 || services.IOServiceOpen(service, 0, &connection) != KERN_SUCCESS) {
-            throw std::runtime_error("the driver endpoint did not open");
+            throw std::runtime_error("qnmanager's driver endpoint did not open");
         }
-        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, copySockets) != 0) {
-            throw std::runtime_error("socketpair failed");
-        }
-        copyThread = std::thread([this] { copyPeer(copySockets[1], stop); });
         // A tiny refresh period: the benchmark paces the frames itself.
         streams = std::make_unique<X11DisplayStreams>(
             XcbConnection::open(xvfb->display().c_str()), registry, log, [](CGDirectDisplayID) {
                 return DisplayArea{0, 0, kWidth, kHeight, 1e6};
             });
-    }
-    ~World() {
-        stop = true;
-        endpointThread.join();
-        copyThread.join();
-        ::close(copySockets[0]);
-        ::close(copySockets[1]);
     }
 };
 
@@ -190,49 +199,77 @@ World& world() {
 
 enum class Road { ZeroCopy, FullCopy, DamagedCopy };
 
-bool handOver(World& w, Road road, MemfdSurface* surface, CGDisplayStreamUpdateRef update) {
-    switch (road) {
-        case Road::ZeroCopy: {
-            const auto record =
-                MemoryMapRecord{static_cast<std::uint32_t>(surface->allocSize()),
-                                reinterpret_cast<std::uintptr_t>(surface->baseAddress()), 0}
-                    .encode();
-            return w.services.IOConnectCallMethod(w.connection,
-                                                  kMemoryMapRegisterSourceAddressMethod, nullptr, 0,
-                                                  record.data(), record.size(), nullptr, nullptr,
-                                                  nullptr, nullptr) == KERN_SUCCESS;
-        }
-        case Road::FullCopy:
-        case Road::DamagedCopy: {
-            std::vector<iovec> iov(1);
-            std::uint32_t length = 0;
-            if (road == Road::FullCopy) {
-                iov.push_back({surface->baseAddress(), surface->allocSize()});
-                length = static_cast<std::uint32_t>(surface->allocSize());
-            } else {
-                std::size_t count = 0;
-                const CGRect* rects = X11DisplayStreams::CGDisplayStreamUpdateGetRects(
-                    update, kCGDisplayStreamUpdateDirtyRects, &count);
-                for (std::size_t i = 0; i < count; ++i) {
-                    const auto x = static_cast<std::size_t>(rects[i].origin.x);
-                    const auto y = static_cast<std::size_t>(rects[i].origin.y);
-                    const auto rowBytes = static_cast<std::size_t>(rects[i].size.width) * 4;
-                    for (std::size_t row = 0; row < static_cast<std::size_t>(rects[i].size.height);
-                         ++row) {
-                        iov.push_back(
-                            {surface->baseAddress() + (y + row) * surface->bytesPerRow() + x * 4,
-                             rowBytes});
-                        length += static_cast<std::uint32_t>(rowBytes);
-                    }
-                }
+constexpr CGDirectDisplayID kDisplay = 1;
+
+// The bounds of the dirty rectangles: what the call tells the Manager changed.
+CGRect dirtyBounds(CGDisplayStreamUpdateRef update, const CGRect*& rects, std::size_t& count) {
+    rects = X11DisplayStreams::CGDisplayStreamUpdateGetRects(
+        update, kCGDisplayStreamUpdateDirtyRects, &count);
+    if (count == 0) {
+        return CGRectMake(0, 0, 0, 0);
+    }
+    double x0 = rects[0].origin.x, y0 = rects[0].origin.y;
+    double x1 = x0 + rects[0].size.width, y1 = y0 + rects[0].size.height;
+    for (std::size_t i = 1; i < count; ++i) {
+        x0 = std::min(x0, rects[i].origin.x);
+        y0 = std::min(y0, rects[i].origin.y);
+        x1 = std::max(x1, rects[i].origin.x + rects[i].size.width);
+        y1 = std::max(y1, rects[i].origin.y + rects[i].size.height);
+    }
+    return CGRectMake(x0, y0, x1 - x0, y1 - y0);
+}
+
+bool copyThroughSocket(World& w, Road road, MemfdSurface* surface, const CGRect* rects,
+                       std::size_t count) {
+    std::vector<iovec> iov(1);
+    std::uint32_t length = 0;
+    if (road == Road::FullCopy) {
+        iov.push_back({surface->baseAddress(), surface->allocSize()});
+        length = static_cast<std::uint32_t>(surface->allocSize());
+    } else {
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto x = static_cast<std::size_t>(rects[i].origin.x);
+            const auto y = static_cast<std::size_t>(rects[i].origin.y);
+            const auto rowBytes = static_cast<std::size_t>(rects[i].size.width) * 4;
+            for (std::size_t row = 0; row < static_cast<std::size_t>(rects[i].size.height); ++row) {
+                iov.push_back({surface->baseAddress() + (y + row) * surface->bytesPerRow() + x * 4,
+                               rowBytes});
+                length += static_cast<std::uint32_t>(rowBytes);
             }
-            iov[0] = {&length, sizeof(length)};
-            char ack = 0;
-            return sendAll(w.copySockets[0], iov.data(), iov.size()) &&
-                   ::recv(w.copySockets[0], &ack, 1, 0) == 1;
         }
     }
-    return false;
+    iov[0] = {&length, sizeof(length)};
+    char ack = 0;
+    return sendAll(w.copySocket.get(), iov.data(), iov.size()) &&
+           ::recv(w.copySocket.get(), &ack, 1, 0) == 1;
+}
+
+bool handOver(World& w, Road road, MemfdSurface* surface, CGDisplayStreamUpdateRef update) {
+    const CGRect* rects = nullptr;
+    std::size_t count = 0;
+    const CGRect bounds = dirtyBounds(update, rects, count);
+    if (road == Road::ZeroCopy) {
+        const auto record =
+            MemoryMapRecord{static_cast<std::uint32_t>(surface->allocSize()),
+                            reinterpret_cast<std::uintptr_t>(surface->baseAddress()), 0}
+                .encode();
+        if (w.services.IOConnectCallMethod(w.connection, kMemoryMapRegisterSourceAddressMethod,
+                                           nullptr, 0, record.data(), record.size(), nullptr,
+                                           nullptr, nullptr, nullptr) != KERN_SUCCESS) {
+            return false;
+        }
+    } else if (!copyThroughSocket(w, road, surface, rects, count)) {
+        return false;
+    }
+    // Synchronous: back once qnmanager has answered, a failed call raises.
+    try {
+        w.proxy.frameAvailable_andRect_andFrameSurfaceAddr_andByteStride_andToken(
+            kDisplay, bounds, reinterpret_cast<std::uintptr_t>(surface->baseAddress()),
+            static_cast<std::uint32_t>(surface->bytesPerRow()), 1);
+    } catch (const std::exception&) {
+        return false;
+    }
+    return true;
 }
 
 void runRoad(benchmark::State& state, Road road) {
@@ -243,7 +280,7 @@ void runRoad(benchmark::State& state, Road road) {
     bool failed = false;
     std::size_t frames = 0;
     CGDisplayStreamRef stream = w.streams->CGDisplayStreamCreateWithDispatchQueue(
-        1, kWidth, kHeight, kPixelFormatBGRA, Value(), nullptr,
+        kDisplay, kWidth, kHeight, kPixelFormatBGRA, Value(), nullptr,
         [&](CGDisplayStreamFrameStatus status, std::uint64_t, IOSurfaceRef surface,
             CGDisplayStreamUpdateRef update) {
             if (status != kCGDisplayStreamFrameStatusFrameComplete) {
@@ -263,6 +300,9 @@ void runRoad(benchmark::State& state, Road road) {
     std::uint32_t n = 0;
     for (auto _ : state) {
         state.PauseTiming();
+        // qnmanager's frame releases and anything else it posted, off the clock.
+        while (w.loop.runOnce(0) > 0) {
+        }
         w.painter.change(++n);
         const std::size_t before = frames;
         state.ResumeTiming();
@@ -277,7 +317,7 @@ void runRoad(benchmark::State& state, Road road) {
     w.streams->dispatch();
     CFRelease(stream);
     if (failed || latencies.empty()) {
-        state.SkipWithError("a frame did not reach the peer");
+        state.SkipWithError("a frame did not reach qnmanager");
         return;
     }
     std::sort(latencies.begin(), latencies.end());
