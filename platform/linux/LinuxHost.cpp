@@ -61,6 +61,11 @@ void loadStringsTables(LinuxFoundation& foundation, const std::string& directory
 }  // namespace
 
 void LinuxHost::startBackends(const std::string& resourceDirectory) {
+    // First: PipeWire's context (its configuration and modules) is made on the audio
+    // thread while this one talks to the bus and X, and the agent's first look at the
+    // devices, before it reports to the Manager, waits for it.
+    m_audio = std::make_unique<linux_audio::PipeWireAudio>();
+    m_coreAudio.lend(*m_audio);
     loadStringsTables(m_foundation, resourceDirectory);
     startLogin();
     startX11();
@@ -80,8 +85,6 @@ void LinuxHost::startBackends(const std::string& resourceDirectory) {
                                      [this](std::uint32_t) { m_panel->processPendingEvents(); });
         }});
     m_appKit.lend(*m_panel);
-    m_audio = std::make_unique<linux_audio::PipeWireAudio>();
-    m_coreAudio.lend(*m_audio);
     m_afterEachTurn = m_loop.afterEachTurn("x11-queued-events", [this] { afterEachTurn(); });
 }
 

@@ -79,27 +79,43 @@ LoginEvents::LoginEvents(sd_bus* bus, LoginSession& session, NSNotificationCente
       m_workspace(workspace),
       m_owner(bus, [this](const std::string& owner) { logindChanged(owner); }),
       m_inhibitor(bus) {
-    sd_bus_match_signal(bus, m_sleepMatch.receive(), LogindNames::service, LogindNames::managerPath,
-                        LogindNames::managerInterface, "PrepareForSleep",
-                        &LoginEvents::onPrepareForSleep, this);
-    sd_bus_match_signal(bus, m_shutdownMatch.receive(), LogindNames::service,
-                        LogindNames::managerPath, LogindNames::managerInterface,
-                        "PrepareForShutdown", &LoginEvents::onPrepareForShutdown, this);
+    // Nothing here is waited for: the daemon handles the connection's messages in order,
+    // so the matches stand before any later call on this connection is answered (the
+    // session lookups the agent makes next), and the lock follows on the loop.
+    sd_bus_match_signal_async(bus, m_sleepMatch.receive(), LogindNames::service,
+                              LogindNames::managerPath, LogindNames::managerInterface,
+                              "PrepareForSleep", &LoginEvents::onPrepareForSleep,
+                              &LoginEvents::onMatchInstalled, this);
+    sd_bus_match_signal_async(bus, m_shutdownMatch.receive(), LogindNames::service,
+                              LogindNames::managerPath, LogindNames::managerInterface,
+                              "PrepareForShutdown", &LoginEvents::onPrepareForShutdown,
+                              &LoginEvents::onMatchInstalled, this);
     // Every session's changes: the session is found by path in the callback, because it
     // may not exist yet when the agent starts.
-    sd_bus_add_match(bus, m_propertiesMatch.receive(),
-                     "type='signal',sender='org.freedesktop.login1',"
-                     "interface='org.freedesktop.DBus.Properties',member='PropertiesChanged',"
-                     "arg0='org.freedesktop.login1.Session'",
-                     &LoginEvents::onPropertiesChanged, this);
-    m_inhibitor.take();
+    sd_bus_add_match_async(bus, m_propertiesMatch.receive(),
+                           "type='signal',sender='org.freedesktop.login1',"
+                           "interface='org.freedesktop.DBus.Properties',member='PropertiesChanged',"
+                           "arg0='org.freedesktop.login1.Session'",
+                           &LoginEvents::onPropertiesChanged, &LoginEvents::onMatchInstalled, this);
+    m_inhibitor.takeSoon();
+}
+
+int LoginEvents::onMatchInstalled(sd_bus_message* reply, void* userdata, sd_bus_error*) {
+    auto* self = static_cast<LoginEvents*>(userdata);
+    // A refused match means some events will never arrive.
+    if (sd_bus_message_is_method_error(reply, nullptr)) {
+        self->m_refusedMatches++;
+    } else {
+        self->m_installedMatches++;
+    }
+    return 0;
 }
 
 void LoginEvents::logindChanged(const std::string& owner) {
     // A lock dies with the logind that granted it; a new logind knows nothing of it.
     m_inhibitor.release();
     if (!owner.empty()) {
-        m_inhibitor.take();
+        m_inhibitor.takeSoon();
     }
 }
 

@@ -28,14 +28,21 @@ class LoginEvents {
     LoginEvents(const LoginEvents&) = delete;
     LoginEvents& operator=(const LoginEvents&) = delete;
 
-    // False when the bus refused one of the matches: some events will not arrive.
-    bool watching() const { return m_sleepMatch && m_shutdownMatch && m_propertiesMatch; }
+    // False when one of the matches could not be sent, or once the bus has refused one:
+    // some events will not arrive.
+    bool watching() const {
+        return m_sleepMatch && m_shutdownMatch && m_propertiesMatch && m_refusedMatches == 0;
+    }
     bool holdsSleepLock() const { return m_inhibitor.held(); }
+    // True once the bus has confirmed every match and said who logind is: from then on
+    // no announcement is missed. Until then the loop has not yet processed the answers.
+    bool listening() const { return m_installedMatches == 3 && m_owner.answered(); }
 
   private:
     static int onPrepareForSleep(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int onPrepareForShutdown(sd_bus_message* message, void* userdata, sd_bus_error* error);
     static int onPropertiesChanged(sd_bus_message* message, void* userdata, sd_bus_error* error);
+    static int onMatchInstalled(sd_bus_message* reply, void* userdata, sd_bus_error* error);
 
     void logindChanged(const std::string& owner);
     void prepareForSleep(bool sleeping);
@@ -49,6 +56,8 @@ class LoginEvents {
     BusSlotPtr m_sleepMatch;
     BusSlotPtr m_shutdownMatch;
     BusSlotPtr m_propertiesMatch;
+    int m_refusedMatches = 0;
+    int m_installedMatches = 0;
 };
 
 }  // namespace qn::platform::linux_host::login

@@ -118,6 +118,11 @@ std::optional<std::string> readObjectPath(sd_bus_message* reply) {
 LoginSession::LoginSession(sd_bus* bus, pid_t pid) : m_bus(bus), m_pid(pid) {}
 
 std::optional<std::string> LoginSession::findSessionPath() {
+    // A process never leaves the session it was started in; only the fallback, the
+    // user's display session, can change between questions.
+    if (m_ownSessionPath) {
+        return m_ownSessionPath;
+    }
     BusError error;
     BusMessagePtr reply;
     const int r = sd_bus_call_method(m_bus, LogindNames::service, LogindNames::managerPath,
@@ -126,6 +131,7 @@ std::optional<std::string> LoginSession::findSessionPath() {
     std::optional<std::string> path;
     if (r >= 0) {
         path = readObjectPath(reply.get());
+        m_ownSessionPath = path;
     } else if (error.has(LogindNames::noSessionForPid)) {
         path = userDisplaySessionPath();
     }

@@ -1,6 +1,8 @@
 #pragma once
-// This process's logind session, asked afresh on every question: the session dictionary
-// and the security session id. Synchronous calls on a borrowed system bus connection.
+// This process's logind session, its properties asked afresh on every question: the
+// session dictionary and the security session id. The session's path is asked once when
+// logind knows this process (it cannot change), on every question otherwise. Synchronous calls on a
+// borrowed system bus connection.
 
 #include <sys/types.h>
 #include <systemd/sd-bus.h>
@@ -43,6 +45,8 @@ class LoginSession {
 
     sd_bus* m_bus;
     pid_t m_pid;
+    // The session this process was started in, once logind has named it.
+    std::optional<std::string> m_ownSessionPath;
     std::string m_lastSessionPath;
     std::optional<bool> m_lastActive;
 };

@@ -15,21 +15,34 @@ constexpr const char* kBusDriver = "org.freedesktop.DBus";
 
 LogindOwner::LogindOwner(sd_bus* bus, std::function<void(const std::string&)> changed)
     : m_bus(bus), m_changed(std::move(changed)) {
-    // The match first, so that a change between it and the question is not lost.
-    sd_bus_add_match(m_bus, m_ownerMatch.receive(),
-                     "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-                     "interface='org.freedesktop.DBus',member='NameOwnerChanged',"
-                     "arg0='org.freedesktop.login1'",
-                     &LogindOwner::onNameOwnerChanged, this);
-    BusError error;
-    BusMessagePtr reply;
-    if (sd_bus_call_method(m_bus, kBusDriver, "/org/freedesktop/DBus", kBusDriver, "GetNameOwner",
-                           error.get(), reply.receive(), "s", LogindNames::service) >= 0) {
-        const char* owner = nullptr;
-        if (sd_bus_message_read(reply.get(), "s", &owner) >= 0 && owner) {
-            m_owner = owner;
-        }
+    // Neither is waited for: the daemon handles one connection's messages in order, so
+    // the match stands before the question is answered, and no change between them is
+    // lost. A change heard before the answer is newer than nothing and older than it.
+    sd_bus_add_match_async(m_bus, m_ownerMatch.receive(),
+                           "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/"
+                           "DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
+                           "arg0='org.freedesktop.login1'",
+                           &LogindOwner::onNameOwnerChanged, &ignoreInstallFailure, this);
+    sd_bus_call_method_async(m_bus, m_ownerQuestion.receive(), kBusDriver, "/org/freedesktop/DBus",
+                             kBusDriver, "GetNameOwner", &LogindOwner::onOwnerAnswer, this, "s",
+                             LogindNames::service);
+}
+
+int LogindOwner::ignoreInstallFailure(sd_bus_message*, void*, sd_bus_error*) {
+    // A refused match leaves owner changes unheard; the connection itself stays.
+    return 0;
+}
+
+int LogindOwner::onOwnerAnswer(sd_bus_message* reply, void* userdata, sd_bus_error*) {
+    auto* self = static_cast<LogindOwner*>(userdata);
+    self->m_ownerQuestion.reset();
+    const char* owner = nullptr;
+    // NameHasNoOwner leaves the owner empty: logind is not there yet.
+    if (!sd_bus_message_is_method_error(reply, nullptr) &&
+        sd_bus_message_read(reply, "s", &owner) >= 0 && owner) {
+        self->m_owner = owner;
     }
+    return 0;
 }
 
 bool LogindOwner::sentByOwner(sd_bus_message* message) const {

@@ -22,16 +22,21 @@ class LogindOwner {
 
     // True when the message was sent by logind as it is now.
     bool sentByOwner(sd_bus_message* message) const;
-    // Empty while logind is not on the bus.
+    // Empty while logind is not on the bus, and until the bus has answered who owns it.
     const std::string& owner() const { return m_owner; }
+    // True once the bus has answered the question asked at construction.
+    bool answered() const { return !m_ownerQuestion; }
 
   private:
     static int onNameOwnerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error);
+    static int onOwnerAnswer(sd_bus_message* reply, void* userdata, sd_bus_error* error);
+    static int ignoreInstallFailure(sd_bus_message* reply, void* userdata, sd_bus_error* error);
 
     sd_bus* m_bus;
     std::function<void(const std::string&)> m_changed;
     std::string m_owner;
     BusSlotPtr m_ownerMatch;
+    BusSlotPtr m_ownerQuestion;
 };
 
 }  // namespace qn::platform::linux_host::login

@@ -6,20 +6,58 @@
 
 namespace qn::platform::linux_host::login {
 
+namespace {
+
+constexpr const char* kWho = "QuintorUserAgent";
+constexpr const char* kWhy = "Tells the display adapters' service before the system sleeps";
+
+}  // namespace
+
 bool SleepInhibitor::take() {
     if (held()) {
         return true;
     }
+    m_request.reset();
     BusError error;
     BusMessagePtr reply;
-    if (sd_bus_call_method(
-            m_bus, LogindNames::service, LogindNames::managerPath, LogindNames::managerInterface,
-            "Inhibit", error.get(), reply.receive(), "ssss", "sleep", "QuintorUserAgent",
-            "Tells the display adapters' service before the system sleeps", "delay") < 0) {
+    if (sd_bus_call_method(m_bus, LogindNames::service, LogindNames::managerPath,
+                           LogindNames::managerInterface, "Inhibit", error.get(), reply.receive(),
+                           "ssss", "sleep", kWho, kWhy, "delay") < 0) {
         return false;
     }
+    return keep(reply.get());
+}
+
+void SleepInhibitor::takeSoon() {
+    if (held() || m_request) {
+        return;
+    }
+    if (sd_bus_call_method_async(m_bus, m_request.receive(), LogindNames::service,
+                                 LogindNames::managerPath, LogindNames::managerInterface, "Inhibit",
+                                 &SleepInhibitor::onGranted, this, "ssss", "sleep", kWho, kWhy,
+                                 "delay") < 0) {
+        m_request.reset();
+    }
+}
+
+void SleepInhibitor::release() {
+    // A lock still on its way would otherwise be kept after being let go.
+    m_request.reset();
+    m_lock.reset();
+}
+
+int SleepInhibitor::onGranted(sd_bus_message* reply, void* userdata, sd_bus_error*) {
+    auto* self = static_cast<SleepInhibitor*>(userdata);
+    self->m_request.reset();
+    if (!sd_bus_message_is_method_error(reply, nullptr)) {
+        self->keep(reply);
+    }
+    return 0;
+}
+
+bool SleepInhibitor::keep(sd_bus_message* reply) {
     int fd = -1;
-    if (sd_bus_message_read(reply.get(), "h", &fd) < 0) {
+    if (sd_bus_message_read(reply, "h", &fd) < 0) {
         return false;
     }
     // The message owns the descriptor it carries; keep a copy of our own.

@@ -48,6 +48,11 @@ class LoginEventsE2E : public ::testing::Test {
             << "posted so far: " << m_center.posted.size();
     }
 
+    // The events watch without waiting; a test's announcements must come once they listen.
+    void awaitListening(const LoginEvents& events) {
+        ASSERT_TRUE(processUntil(m_agentBus.get(), [&] { return events.listening(); }));
+    }
+
     std::size_t inhibitCalls() {
         const auto calls = m_logind.managerCalls();
         return static_cast<std::size_t>(std::count(calls.begin(), calls.end(), "Inhibit"));
@@ -63,8 +68,12 @@ class LoginEventsE2E : public ::testing::Test {
 
 TEST_F(LoginEventsE2E, SleepIsReportedUnderTheLockAndWakeTakesItAgain) {
     LoginEvents events(m_agentBus.get(), m_session, m_center);
+    // The start waits for nothing: the lock is held once logind's answer is processed.
+    EXPECT_FALSE(events.holdsSleepLock());
+    EXPECT_FALSE(events.listening());
+    ASSERT_TRUE(processUntil(m_agentBus.get(), [&] { return events.holdsSleepLock(); }));
+    awaitListening(events);
     ASSERT_TRUE(events.watching());
-    ASSERT_TRUE(events.holdsSleepLock());
     auto held = m_logind.inhibitors();
     ASSERT_EQ(1u, held.size());
     EXPECT_EQ("sleep", held[0].what);
@@ -94,6 +103,7 @@ TEST_F(LoginEventsE2E, SleepIsReportedUnderTheLockAndWakeTakesItAgain) {
 
 TEST_F(LoginEventsE2E, OnlyAShutdownThatStartsIsAPowerOff) {
     LoginEvents events(m_agentBus.get(), m_session, m_center);
+    ASSERT_NO_FATAL_FAILURE(awaitListening(events));
     // A cancelled shutdown first: had it been reported, it would come first.
     m_logind.emitPrepareForShutdown(false);
     m_logind.emitPrepareForShutdown(true);
@@ -107,6 +117,7 @@ TEST_F(LoginEventsE2E, OnlyAShutdownThatStartsIsAPowerOff) {
 TEST_F(LoginEventsE2E, TheSessionsActiveChangesAreLogoutAndLogin) {
     const std::string other = m_logind.addSession("3", 1001, "bob", false);
     LoginEvents events(m_agentBus.get(), m_session, m_center);
+    ASSERT_NO_FATAL_FAILURE(awaitListening(events));
     // The agent has read its session (it does while it waits for the active user).
     ASSERT_TRUE(m_session.copyCurrentDictionary().get("kCGSSessionOnConsoleKey").boolValue());
 
@@ -127,6 +138,7 @@ TEST_F(LoginEventsE2E, TheSessionsActiveChangesAreLogoutAndLogin) {
 
 TEST_F(LoginEventsE2E, AnActiveSentWithoutItsValueIsReadBack) {
     LoginEvents events(m_agentBus.get(), m_session, m_center);
+    ASSERT_NO_FATAL_FAILURE(awaitListening(events));
     m_session.copyCurrentDictionary();
     // The property stays true throughout; only the announcements differ.
     m_logind.emitActiveChanged(m_sessionPath, false);
@@ -140,6 +152,7 @@ TEST_F(LoginEventsE2E, AnActiveSentWithoutItsValueIsReadBack) {
 
 TEST_F(LoginEventsE2E, SignalsFromAnotherSenderAreIgnored) {
     LoginEvents events(m_agentBus.get(), m_session, m_center);
+    ASSERT_NO_FATAL_FAILURE(awaitListening(events));
     m_session.copyCurrentDictionary();
 
     // A broader match on the same connection, as the Manager link has: the impostor's
@@ -186,6 +199,7 @@ TEST_F(LoginEventsE2E, SignalsFromAnotherSenderAreIgnored) {
 
 TEST_F(LoginEventsE2E, ANewLogindIsHeardAndGrantsANewLock) {
     LoginEvents events(m_agentBus.get(), m_session, m_center);
+    ASSERT_NO_FATAL_FAILURE(awaitListening(events));
     const std::string firstOwner = m_logind.uniqueName();
     m_logind.stop();
 

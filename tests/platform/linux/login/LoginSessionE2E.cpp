@@ -46,6 +46,10 @@ TEST_F(LoginSessionE2E, ActiveUserSessionIsOnConsoleLoggedInAndNumbered) {
     m_logind.setSessionActive(path, false);
     dictionary = m_session.copyCurrentDictionary();
     EXPECT_TRUE(dictionary.get(kCGSSessionOnConsoleKey).isSameObject(kCFBooleanFalse()));
+
+    // The process's own session is looked up once; its properties on every question.
+    const auto calls = m_logind.managerCalls();
+    EXPECT_EQ(1, std::count(calls.begin(), calls.end(), "GetSessionByPID"));
 }
 
 TEST_F(LoginSessionE2E, GreeterSessionHasNotLoggedIn) {
@@ -83,6 +87,12 @@ TEST_F(LoginSessionE2E, OutsideAnySessionTheUsersDisplaySessionCounts) {
     const auto bySession = std::find(calls.begin(), calls.end(), "GetSessionByPID");
     const auto byUser = std::find(calls.begin(), calls.end(), "GetUserByPID");
     EXPECT_TRUE(bySession != calls.end() && byUser != calls.end() && bySession < byUser);
+
+    // The user's display session can change between questions, so it is asked again.
+    const std::string next = m_logind.addSession("8", 1000, "alice", true);
+    m_logind.setUserDisplay(1000, "8", next);
+    ASSERT_EQ(errSessionSuccess, m_session.sessionGetInfo(callerSecuritySession, &id, &attributes));
+    EXPECT_EQ(8u, id);
 }
 
 TEST_F(LoginSessionE2E, NoSessionFoundGivesNoDictionaryAndNoId) {
