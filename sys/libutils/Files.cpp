@@ -11,8 +11,9 @@
 
 #include "sys/libutils/HivePath.h"
 
+// Set by the build (sys/libutils/CMakeLists.txt), the one place it is written.
 #ifndef QN_LOG_DIRECTORY
-#define QN_LOG_DIRECTORY "~/.local/state/quintor/"
+#error "QN_LOG_DIRECTORY is not defined: the build defines it"
 #endif
 
 namespace qn::sys {

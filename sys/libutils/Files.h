@@ -20,7 +20,8 @@ std::string temporaryDirectory();
 // The default folder of the log files, with its final separator: the build setting
 // QN_LOG_DIRECTORY, "~" expanded from HOME.
 std::string dataDirectory();
-// Makes the folder and any missing parent with mode 0700; true if it exists afterwards.
+// Makes the folder and any missing parent with mode 0700; true if it exists afterwards,
+// else false with errno saying why.
 bool makePrivateDirectory(const std::string& path);
 bool isWritable(const std::string& path);
 bool exists(const std::string& path);

@@ -5,8 +5,9 @@
 
 #include <cstdlib>
 
+// Set by the build (sys/libutils/CMakeLists.txt), the one place it is written.
 #ifndef QN_HIVE_PATH
-#define QN_HIVE_PATH "/etc/quintor/.qn.xml"
+#error "QN_HIVE_PATH is not defined: the build defines it"
 #endif
 
 namespace qn::sys {

@@ -176,7 +176,9 @@ void FileOutput::open(std::int32_t mode) {
             std::remove(old.c_str());
         std::rename(m_fileName.c_str(), old.c_str());
     }
+    errno = 0;
     m_stream = std::make_unique<std::ofstream>(path, std::ios::out | std::ios::app);
+    m_openError = m_stream->is_open() ? 0 : errno;
     m_fd.reset(::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
     try {
         m_checker = FileRemovedOrRenamedChecker::create(path);

@@ -68,6 +68,8 @@ class FileOutput : public Logger::Output {
     std::uint64_t maxSize() const { return m_maxSize; }
     // The file actually written (decorated in Decorate mode).
     const std::string& currentPath() const { return m_currentPath; }
+    // Why the last opening of currentPath() failed (an errno value); 0 when it is open.
+    int openError() const { return m_openError; }
 
     // "app.log" -> {"app", ".log"}, split at the last "." anywhere in the name.
     static std::pair<std::string, std::string> splitName(const std::string& name);
@@ -84,6 +86,7 @@ class FileOutput : public Logger::Output {
     std::uint64_t m_maxSize;
     std::int32_t m_lineType;
     std::string m_currentPath;
+    int m_openError = 0;
 };
 
 // Fan-out to several outputs, in order; owns none of them.

@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <map>
 #include <mutex>
@@ -73,6 +75,14 @@ std::string executableBaseName() {
     return baseName(path);
 }
 
+// The log cannot tell that it is missing: stderr does, in one line. `error` is an errno
+// value, 0 when the reason is not known.
+void tellNoLogFile(const std::string& name, const std::string& folder, const std::string& what,
+                   int error) {
+    std::cerr << name << ": no log file in " << folder << ": " << what << " ("
+              << (error != 0 ? std::strerror(error) : "reason unknown") << ")" << std::endl;
+}
+
 std::string startedAt(const char* what) {
     std::ostringstream text;
     text << buildBanner() << what;
@@ -123,6 +133,8 @@ struct Logger::Impl {
     bool timerRunning = false;
     std::int64_t timerStart = 0;
     std::int64_t timerAccumulated = 0;
+    // Stderr has been told that there is no log file: once is enough.
+    bool toldNoLogFile = false;
     // Outputs before modules: modules point at them and go first.
     std::unique_ptr<FileOutput> defaultFile;
     std::unique_ptr<logoutput::HelperOStream<char, std::char_traits<char>>> helperStream;
@@ -131,9 +143,14 @@ struct Logger::Impl {
     std::map<std::string, std::unique_ptr<Module>> modules;
 
     Output* defaultFileOutput() {
-        if (!defaultFile)
+        if (!defaultFile) {
             defaultFile =
                 std::make_unique<FileOutput>(logFileName, FileOutput::Append, fileSize, 1);
+            if (const int error = defaultFile->openError(); error != 0 && !toldNoLogFile) {
+                tellNoLogFile(name, directory, "cannot open " + defaultFile->currentPath(), error);
+                toldNoLogFile = true;
+            }
+        }
         return defaultFile.get();
     }
 
@@ -193,7 +210,10 @@ Logger::Logger(const std::string& name, std::int32_t verbosity, bool useStderr, 
         // The default folder is the user's own and may not exist yet; a configured one is
         // the administrator's to make.
         impl.directory = dataDirectory();
-        makePrivateDirectory(impl.directory);
+        if (!makePrivateDirectory(impl.directory)) {
+            tellNoLogFile(name, impl.directory, "cannot make the folder", errno);
+            impl.toldNoLogFile = true;
+        }
     }
     if (!impl.directory.empty()) {
         const char last = impl.directory.back();

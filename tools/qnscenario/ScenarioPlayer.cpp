@@ -7,6 +7,7 @@
 #include "app/OSX/QuintorUserAgent/Hyperlink.h"
 #include "app/OSX/QuintorUserAgent/QNUAMessageWindowController.h"
 #include "platform/AttributedString.h"
+#include "platform/Observation.h"
 #include "platform/Quartz.h"
 #include "platform/StringsTable.h"
 #include "sys/libutils/Logger.h"
@@ -166,10 +167,9 @@ ScenarioPlayer::ScenarioPlayer(std::ostream& out, std::string logDirectory)
 }
 
 ScenarioPlayer::~ScenarioPlayer() {
-    if (m_watching) {
-        platform::quartz().CGDisplayRemoveReconfigurationCallback(&reconfigurationCallback, this);
-    }
-    m_host.foundation().distributedCenter().removeObserver(this);
+    // Nothing observed or called back from here on.
+    m_reconfiguration.reset();
+    m_observations.clear();
     m_host.manager().setListener(nullptr);
     m_host.appKit().setWindowListener(nullptr);
     m_host.coreAudio().flush();
@@ -296,15 +296,15 @@ void ScenarioPlayer::call(const std::string& selector,
 }
 
 void ScenarioPlayer::observe(const std::string& name) {
-    platform::foundation().distributedCenter().addObserver(
-        this,
+    m_observations.push_back(platform::observe(
+        platform::foundation().distributedCenter(), this,
         [this](const platform::NSNotification& notification) {
             m_observed.push_back(notification.name);
             write({{"agent", "notification"},
                    {"name", notification.name},
                    {"userInfo", valueToJson(notification.userInfo)}});
         },
-        name, nullptr);
+        name, nullptr));
 }
 
 void ScenarioPlayer::reconfigurationCallback(platform::CGDirectDisplayID display,
@@ -315,10 +315,17 @@ void ScenarioPlayer::reconfigurationCallback(platform::CGDirectDisplayID display
 }
 
 void ScenarioPlayer::watchDisplays() {
-    if (!m_watching) {
-        m_watching = platform::quartz().CGDisplayRegisterReconfigurationCallback(
-                         &reconfigurationCallback, this) == platform::kCGErrorSuccess;
+    if (m_reconfiguration) {
+        return;
     }
+    auto& quartz = platform::quartz();
+    if (quartz.CGDisplayRegisterReconfigurationCallback(&reconfigurationCallback, this) !=
+        platform::kCGErrorSuccess) {
+        return;
+    }
+    m_reconfiguration = platform::Registration([this] {
+        platform::quartz().CGDisplayRemoveReconfigurationCallback(&reconfigurationCallback, this);
+    });
 }
 
 void ScenarioPlayer::showMessage(const std::string& text, bool titled, const std::string& title,

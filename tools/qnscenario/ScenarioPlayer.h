@@ -12,6 +12,7 @@
 #include "platform/AppKit.h"
 #include "platform/Backend.h"
 #include "platform/Foundation.h"
+#include "platform/Registration.h"
 #include "platform/sim/SimHost.h"
 #include "platform/sim/SimStreamingManager.h"
 #include "platform/sim/SimWorld.h"
@@ -87,7 +88,9 @@ class ScenarioPlayer {
     StreamTranscript m_streamTranscript;
     app::osx::qnuapp::MessageWindowRecorder m_messages;
     platform::ProxyRef m_proxy;
-    bool m_watching = false;
+    // After the host and its backend, so that they go before them.
+    std::vector<platform::Registration> m_observations;
+    platform::Registration m_reconfiguration;
     // Set while the moment after the agent's end passes: nothing goes to the transcript.
     bool m_closed = false;
     std::size_t m_callsChecked = 0;

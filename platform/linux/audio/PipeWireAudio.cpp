@@ -12,6 +12,7 @@
 
 #include "platform/linux/audio/AudioHostString.h"
 #include "platform/linux/audio/PipeWireFormat.h"
+#include "platform/linux/audio/PipeWireOwners.h"
 #include "sys/libutils/Logger.h"
 
 namespace qn::platform::linux_audio {
@@ -42,15 +43,25 @@ struct BackendLog : sys::Logger::Logged {
 
 struct PipeWireAudio::Node {
     std::uint32_t id = 0;
-    pw_proxy* proxy = nullptr;
-    spa_hook objectHook{};
+    PwProxy proxy;
+    // After the proxy, so that it goes first.
+    SpaListener objectListener;
     bool haveInfo = false;
     NodeModel model;
     std::optional<double> rate;
     int syncSeq = -1;
     bool listed = false;
 
-    pw_node* node() const { return reinterpret_cast<pw_node*>(proxy); }
+    pw_node* node() const { return reinterpret_cast<pw_node*>(proxy.get()); }
+};
+
+// Declared in the order opposite to the one they must go in.
+struct PipeWireAudio::Connection {
+    PwContext context;
+    PwCore core;
+    SpaListener coreListener;
+    PwRegistry registry;
+    SpaListener registryListener;
 };
 
 struct PipeWireAudio::Events {
@@ -129,12 +140,9 @@ struct PipeWireAudio::Events {
         e.param = &onNodeParam;
         return e;
     }();
-
-    spa_hook coreHook{};
-    spa_hook registryHook{};
 };
 
-PipeWireAudio::PipeWireAudio() : m_loop("qn-audio"), m_events(std::make_unique<Events>()) {
+PipeWireAudio::PipeWireAudio() : m_loop("qn-audio"), m_connection(std::make_unique<Connection>()) {
     if (!m_loop.loop()) {
         m_unreachable = "no PipeWire loop";
         m_attempted = true;
@@ -166,66 +174,57 @@ void PipeWireAudio::connectOnThread(void* data) {
     auto* self = static_cast<PipeWireAudio*>(data);
     self->connect();
     self->m_attempted = true;
-    if (!self->m_core && !self->m_listeners.empty()) {
+    if (!self->core() && !self->m_listeners.empty()) {
         self->warnOnceIfUnreachable();
     }
     self->m_loop.signal();
 }
 
 void PipeWireAudio::waitUntilStarted() {
-    const auto ready = [this] { return m_attempted && (!m_core || m_started); };
+    const auto ready = [this] { return m_attempted && (!core() || m_started); };
     if (ready() || m_loop.inThread()) {
         return;
     }
-    if (!m_loop.waitUntil(ready, kStartWaitSeconds) && m_core) {
+    if (!m_loop.waitUntil(ready, kStartWaitSeconds) && core()) {
         // A slow server: what it lists later counts as plugged in.
         m_started = true;
     }
 }
 
 void PipeWireAudio::connect() {
-    m_context = pw_context_new(m_loop.loop(), nullptr, 0);
-    if (!m_context) {
+    Connection& c = *m_connection;
+    c.context.reset(pw_context_new(m_loop.loop(), nullptr, 0));
+    if (!c.context) {
         m_unreachable = std::string("no PipeWire context (") + std::strerror(errno) + ")";
         return;
     }
-    m_core = pw_context_connect(m_context, nullptr, 0);
-    if (!m_core) {
+    c.core.reset(pw_context_connect(c.context.get(), nullptr, 0));
+    if (!c.core) {
         m_unreachable = std::string("cannot connect to PipeWire (") + std::strerror(errno) + ")";
         return;
     }
-    pw_core_add_listener(m_core, &m_events->coreHook, &Events::core, this);
-    m_registry = pw_core_get_registry(m_core, PW_VERSION_REGISTRY, 0);
-    pw_registry_add_listener(m_registry, &m_events->registryHook, &Events::registry, this);
-    m_startSeq = pw_core_sync(m_core, PW_ID_CORE, 0);
+    pw_core_add_listener(c.core.get(), c.coreListener.receive(), &Events::core, this);
+    c.registry.reset(pw_core_get_registry(c.core.get(), PW_VERSION_REGISTRY, 0));
+    pw_registry_add_listener(c.registry.get(), c.registryListener.receive(), &Events::registry,
+                             this);
+    m_startSeq = pw_core_sync(c.core.get(), PW_ID_CORE, 0);
 }
 
 void PipeWireAudio::disconnect() {
     // Nobody is told of devices that go with the backend.
     m_listeners.clear();
-    while (!m_nodes.empty()) {
-        removeNode(m_nodes.begin()->first);
-    }
-    if (m_registry) {
-        spa_hook_remove(&m_events->registryHook);
-        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(m_registry));
-        m_registry = nullptr;
-    }
-    if (m_core) {
-        spa_hook_remove(&m_events->coreHook);
-        pw_core_disconnect(m_core);
-        m_core = nullptr;
-    }
-    if (m_context) {
-        pw_context_destroy(m_context);
-        m_context = nullptr;
-    }
+    m_nodes.clear();
+    m_connection.reset();
+}
+
+pw_core* PipeWireAudio::core() const {
+    return m_connection ? m_connection->core.get() : nullptr;
 }
 
 bool PipeWireAudio::connected() {
     PipeWireThreadLoop::Lock lock(m_loop);
     waitUntilStarted();
-    return m_core != nullptr;
+    return core() != nullptr;
 }
 
 void PipeWireAudio::warnOnceIfUnreachable() {
@@ -242,28 +241,29 @@ void PipeWireAudio::warnOnceIfUnreachable() {
 bool PipeWireAudio::roundTrip() {
     PipeWireThreadLoop::Lock lock(m_loop);
     waitUntilStarted();
-    if (!m_core) {
+    if (!core()) {
         return false;
     }
     m_roundTripDone = false;
-    m_roundTripSeq = pw_core_sync(m_core, PW_ID_CORE, 0);
+    m_roundTripSeq = pw_core_sync(core(), PW_ID_CORE, 0);
     return m_loop.waitUntil([this] { return m_roundTripDone; }, kRoundTripSeconds);
 }
 
 void PipeWireAudio::addNode(std::uint32_t id) {
     auto node = std::make_unique<Node>();
     node->id = id;
-    node->proxy = static_cast<pw_proxy*>(
-        pw_registry_bind(m_registry, id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
+    node->proxy.reset(static_cast<pw_proxy*>(pw_registry_bind(
+        m_connection->registry.get(), id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0)));
     if (!node->proxy) {
         return;
     }
-    pw_proxy_add_object_listener(node->proxy, &node->objectHook, &Events::node, node.get());
+    pw_proxy_add_object_listener(node->proxy.get(), node->objectListener.receive(), &Events::node,
+                                 node.get());
     std::uint32_t formats[] = {SPA_PARAM_EnumFormat};
     pw_node_subscribe_params(node->node(), formats, 1);
     // Binding sends the info; the subscription sends the formats. Both are in before the
     // answer to this sync.
-    node->syncSeq = pw_core_sync(m_core, PW_ID_CORE, 0);
+    node->syncSeq = pw_core_sync(core(), PW_ID_CORE, 0);
     m_nodes[id] = std::move(node);
 }
 
@@ -273,8 +273,6 @@ void PipeWireAudio::removeNode(std::uint32_t id) {
         return;
     }
     const bool wasListed = found->second->listed;
-    spa_hook_remove(&found->second->objectHook);
-    pw_proxy_destroy(found->second->proxy);
     m_nodes.erase(found);
     // A node that came and went before the first answer was never there for anyone.
     if (wasListed && m_started) {
@@ -291,7 +289,7 @@ void PipeWireAudio::coreDone(std::uint32_t id, int seq) {
             // Every first global has been seen and its node bound; the nodes' own syncs
             // answer before this second one.
             m_secondStartSync = true;
-            m_startSeq = pw_core_sync(m_core, PW_ID_CORE, 0);
+            m_startSeq = pw_core_sync(core(), PW_ID_CORE, 0);
         } else {
             m_started = true;
             m_loop.signal();

@@ -25,9 +25,7 @@
 #include "platform/linux/audio/PipeWireNodeModel.h"
 #include "platform/linux/audio/PipeWireThreadLoop.h"
 
-struct pw_context;
 struct pw_core;
-struct pw_registry;
 
 namespace qn::platform::linux_audio {
 
@@ -69,6 +67,7 @@ class PipeWireAudio : public CoreAudio {
 
     struct Node;
     struct Events;
+    struct Connection;
 
   private:
     struct Listener {
@@ -93,12 +92,12 @@ class PipeWireAudio : public CoreAudio {
     void coreDone(std::uint32_t id, int seq);
     void deviceListChanged();
     const Node* listedNode(AudioObjectID id) const;
+    // Null without a connection.
+    pw_core* core() const;
 
     PipeWireThreadLoop m_loop;
-    pw_context* m_context = nullptr;
-    pw_core* m_core = nullptr;
-    pw_registry* m_registry = nullptr;
-    std::unique_ptr<Events> m_events;
+    // Before the nodes, whose proxies must go before it.
+    std::unique_ptr<Connection> m_connection;
     std::map<std::uint32_t, std::unique_ptr<Node>> m_nodes;
     std::vector<Listener> m_listeners;
     // The connection has been tried (on PipeWire's thread).

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "platform/linux/OwnedFd.h"
+
 namespace qn::platform::linux_host {
 
 class EventFd {
@@ -11,16 +13,15 @@ class EventFd {
     EventFd();
     EventFd(const EventFd&) = delete;
     EventFd& operator=(const EventFd&) = delete;
-    ~EventFd();
 
-    int fd() const { return m_fd; }
+    int fd() const { return m_fd.get(); }
     // Async-signal-safe.
     void signal() const;
     // Reads the counter back to zero; gives how often it was bumped.
     std::uint64_t drain() const;
 
   private:
-    int m_fd;
+    OwnedFd m_fd;
 };
 
 }  // namespace qn::platform::linux_host

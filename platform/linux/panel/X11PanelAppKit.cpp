@@ -11,11 +11,21 @@
 
 namespace qn::platform::panel {
 
-void DisplayClose::operator()(_XDisplay* display) const {
-    XCloseDisplay(display);
-}
-
 namespace {
+
+struct XFreeCall {
+    void operator()(void* p) const { XFree(p); }
+};
+struct MonitorsFree {
+    void operator()(XRRMonitorInfo* monitors) const { XRRFreeMonitors(monitors); }
+};
+// An image over pixels it does not own: they are let go before the image is destroyed.
+struct BorrowingImageFree {
+    void operator()(XImage* image) const {
+        image->data = nullptr;
+        XDestroyImage(image);
+    }
+};
 
 Visual* visual(void* v) {
     return static_cast<Visual*>(v);
@@ -88,8 +98,9 @@ void X11PanelAppKit::setUp() {
     XVisualInfo info;
     if (XMatchVisualInfo(m_display, DefaultScreen(m_display), 32, TrueColor, &info)) {
         m_visual = info.visual;
-        m_colormap =
-            XCreateColormap(m_display, DefaultRootWindow(m_display), info.visual, AllocNone);
+        m_colormap = ColormapOwner(
+            m_display,
+            XCreateColormap(m_display, DefaultRootWindow(m_display), info.visual, AllocNone));
     }
 }
 
@@ -106,14 +117,10 @@ X11PanelAppKit::~X11PanelAppKit() {
     if (!m_display) {
         return;
     }
-    for (auto& [ref, window] : m_windows) {
-        if (!window.closed) {
-            destroy(window);
-        }
-    }
-    if (m_colormap) {
-        XFreeColormap(m_display, m_colormap);
-    }
+    // Here, not after: a connection borrowed from the caller stays open, so the requests
+    // are flushed.
+    m_windows.clear();
+    m_colormap.reset();
     XFlush(m_display);
 }
 
@@ -150,7 +157,7 @@ const X11PanelAppKit::PanelWindow* X11PanelAppKit::find(NSWindowRef window) cons
 
 X11PanelAppKit::PanelWindow* X11PanelAppKit::findX(XWindowId xid) {
     for (auto& [ref, window] : m_windows) {
-        if (!window.closed && window.xid == xid) {
+        if (!window.closed && window.xid.get() == xid) {
             return &window;
         }
     }
@@ -159,7 +166,7 @@ X11PanelAppKit::PanelWindow* X11PanelAppKit::findX(XWindowId xid) {
 
 XWindowId X11PanelAppKit::xWindow(NSWindowRef window) const {
     const auto* w = find(window);
-    return w && !w->closed ? w->xid : 0;
+    return w && !w->closed ? w->xid.get() : 0;
 }
 
 bool X11PanelAppKit::isVisible(NSWindowRef window) const {
@@ -199,7 +206,9 @@ XRectangleInt X11PanelAppKit::mainDisplayRect() const {
     }
     // The primary monitor, else the one at the root's origin, else the first.
     int count = 0;
-    XRRMonitorInfo* monitors = XRRGetMonitors(m_display, root, True, &count);
+    const std::unique_ptr<XRRMonitorInfo, MonitorsFree> monitorList(
+        XRRGetMonitors(m_display, root, True, &count));
+    const XRRMonitorInfo* monitors = monitorList.get();
     const XRRMonitorInfo* chosen = nullptr;
     for (int i = 0; i < count && !chosen; ++i) {
         if (monitors[i].primary) {
@@ -217,9 +226,6 @@ XRectangleInt X11PanelAppKit::mainDisplayRect() const {
     if (chosen) {
         rect = XRectangleInt{chosen->x, chosen->y, static_cast<unsigned>(chosen->width),
                              static_cast<unsigned>(chosen->height)};
-    }
-    if (monitors) {
-        XRRFreeMonitors(monitors);
     }
     return rect;
 }
@@ -253,20 +259,24 @@ NSWindowRef X11PanelAppKit::initWithContentRect(NSRect contentRect, std::uint32_
     XSetWindowAttributes attributes{};
     // Override-redirect: no window manager places, decorates or focuses it.
     attributes.override_redirect = True;
-    attributes.colormap = m_colormap;
+    attributes.colormap = m_colormap.get();
     attributes.border_pixel = 0;
     attributes.background_pixel = 0;
     attributes.event_mask = ExposureMask | ButtonPressMask | ButtonReleaseMask | Button1MotionMask;
-    const Window xid = XCreateWindow(
-        m_display, DefaultRootWindow(m_display), rect.x, rect.y, rect.width, rect.height, 0, 32,
-        InputOutput, visual(m_visual),
-        CWOverrideRedirect | CWColormap | CWBorderPixel | CWBackPixel | CWEventMask, &attributes);
+    XWindowOwner owned(
+        m_display,
+        XCreateWindow(m_display, DefaultRootWindow(m_display), rect.x, rect.y, rect.width,
+                      rect.height, 0, 32, InputOutput, visual(m_visual),
+                      CWOverrideRedirect | CWColormap | CWBorderPixel | CWBackPixel | CWEventMask,
+                      &attributes));
+    const Window xid = owned.get();
     // Never the keyboard's: no input hint for whoever reads it.
-    XWMHints* hints = XAllocWMHints();
-    hints->flags = InputHint;
-    hints->input = False;
-    XSetWMHints(m_display, xid, hints);
-    XFree(hints);
+    const std::unique_ptr<XWMHints, XFreeCall> hints(XAllocWMHints());
+    if (hints) {
+        hints->flags = InputHint;
+        hints->input = False;
+        XSetWMHints(m_display, xid, hints.get());
+    }
     const Atom type = XInternAtom(m_display, "_NET_WM_WINDOW_TYPE", False);
     Atom notification = XInternAtom(m_display, "_NET_WM_WINDOW_TYPE_NOTIFICATION", False);
     XChangeProperty(m_display, xid, type, XA_ATOM, 32, PropModeReplace,
@@ -274,8 +284,8 @@ NSWindowRef X11PanelAppKit::initWithContentRect(NSRect contentRect, std::uint32_
 
     const NSWindowRef ref = m_nextWindow++;
     PanelWindow& window = m_windows[ref];
-    window.xid = xid;
-    window.gc = XCreateGC(m_display, xid, 0, nullptr);
+    window.xid = std::move(owned);
+    window.gc = GcOwner(XCreateGC(m_display, xid, 0, nullptr), GcFree{m_display});
     window.frame = contentRect;
     return ref;
 }
@@ -292,7 +302,7 @@ void X11PanelAppKit::setFrame(NSWindowRef window, NSRect frame, bool display, bo
     }
     w->frame = frame;
     const auto rect = xRectangleForFrame(frame, mainDisplayRect());
-    XMoveResizeWindow(m_display, w->xid, rect.x, rect.y, rect.width, rect.height);
+    XMoveResizeWindow(m_display, w->xid.get(), rect.x, rect.y, rect.width, rect.height);
     if (display) {
         redraw(*w);
     }
@@ -302,8 +312,8 @@ void X11PanelAppKit::setFrame(NSWindowRef window, NSRect frame, bool display, bo
 void X11PanelAppKit::setTitle(NSWindowRef window, const std::string& title) {
     if (auto* w = find(window); w && !w->closed) {
         w->title = title;
-        XStoreName(m_display, w->xid, title.c_str());
-        setUtf8Property(m_display, w->xid, "_NET_WM_NAME", title);
+        XStoreName(m_display, w->xid.get(), title.c_str());
+        setUtf8Property(m_display, w->xid.get(), "_NET_WM_NAME", title);
     }
 }
 
@@ -344,7 +354,7 @@ void X11PanelAppKit::addSubview(NSWindowRef window, NSViewSpec view) {
         if (view.kind == NSViewSpec::Kind::TextField) {
             // The words the panel shows, for whoever cannot read its pixels.
             setUtf8Property(
-                m_display, w->xid, kTextProperty,
+                m_display, w->xid.get(), kTextProperty,
                 NSAttributedString::fromValue(view.properties.get("attributedStringValue"))
                     .string());
         }
@@ -359,7 +369,7 @@ void X11PanelAppKit::orderFront(NSWindowRef window) {
         return;
     }
     w->visible = true;
-    XMapRaised(m_display, w->xid);
+    XMapRaised(m_display, w->xid.get());
     redraw(*w);
     XFlush(m_display);
 }
@@ -372,7 +382,7 @@ void X11PanelAppKit::orderOut(NSWindowRef window) {
     w->visible = false;
     w->pressedButton = -1;
     w->dragging = false;
-    XUnmapWindow(m_display, w->xid);
+    XUnmapWindow(m_display, w->xid.get());
     XFlush(m_display);
 }
 
@@ -394,9 +404,8 @@ void X11PanelAppKit::close(NSWindowRef window) {
 }
 
 void X11PanelAppKit::destroy(PanelWindow& window) {
-    XFreeGC(m_display, window.gc);
-    XDestroyWindow(m_display, window.xid);
-    window.gc = nullptr;
+    window.gc.reset();
+    window.xid.reset();
     window.visible = false;
     window.closed = true;
 }
@@ -422,18 +431,16 @@ void X11PanelAppKit::redraw(PanelWindow& window) {
         return;
     }
     // The pixels go as they are: premultiplied ARGB is the 32-bit visual's format.
-    XImage* image = XCreateImage(
+    // The data stays the drawn image's.
+    const std::unique_ptr<XImage, BorrowingImageFree> image(XCreateImage(
         m_display, visual(m_visual), 32, ZPixmap, 0, reinterpret_cast<char*>(drawn.pixels.data()),
-        static_cast<unsigned>(width), static_cast<unsigned>(height), 32, drawn.stride);
+        static_cast<unsigned>(width), static_cast<unsigned>(height), 32, drawn.stride));
     if (!image) {
         return;
     }
     image->byte_order = littleEndian() ? LSBFirst : MSBFirst;
-    XPutImage(m_display, window.xid, window.gc, image, 0, 0, 0, 0, static_cast<unsigned>(width),
-              static_cast<unsigned>(height));
-    // The data belongs to the drawn image.
-    image->data = nullptr;
-    XDestroyImage(image);
+    XPutImage(m_display, window.xid.get(), window.gc.get(), image.get(), 0, 0, 0, 0,
+              static_cast<unsigned>(width), static_cast<unsigned>(height));
 }
 
 void X11PanelAppKit::handle(const void* xevent) {
@@ -476,7 +483,7 @@ void X11PanelAppKit::handle(const void* xevent) {
             auto rect = xRectangleForFrame(w->frame, main);
             rect.x = event.xmotion.x_root - w->dragX;
             rect.y = event.xmotion.y_root - w->dragY;
-            XMoveWindow(m_display, w->xid, rect.x, rect.y);
+            XMoveWindow(m_display, w->xid.get(), rect.x, rect.y);
             w->frame.origin = frameForXRectangle(rect, main).origin;
             break;
         }

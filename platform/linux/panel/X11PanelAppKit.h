@@ -23,20 +23,9 @@
 #include "platform/DrawingRecord.h"
 #include "platform/linux/panel/PanelDrawingModule.h"
 #include "platform/linux/panel/ScreenPlacement.h"
-
-// Xlib's types by their own names, so that its macros stay out of this header.
-struct _XDisplay;
-struct _XGC;
+#include "platform/linux/panel/XlibOwners.h"
 
 namespace qn::platform::panel {
-
-using XWindowId = unsigned long;
-
-struct DisplayClose {
-    void operator()(_XDisplay* display) const;
-};
-// Owns a connection (an Xlib Display*) this object opened.
-using DisplayOwner = std::unique_ptr<_XDisplay, DisplayClose>;
 
 class X11PanelAppKit : public AppKit {
   public:
@@ -114,8 +103,9 @@ class X11PanelAppKit : public AppKit {
 
   private:
     struct PanelWindow {
-        XWindowId xid = 0;
-        _XGC* gc = nullptr;
+        XWindowOwner xid;
+        // After the window, so that it goes first.
+        GcOwner gc;
         NSRect frame;
         std::string title;
         NSColor background = NSColor::clearColor();
@@ -156,10 +146,11 @@ class X11PanelAppKit : public AppKit {
     std::string m_resourceDirectory;
     std::unique_ptr<PanelDrawingModule> m_drawingModule;
     std::optional<OpenLater> m_later;
+    // Before everything made on it.
     DisplayOwner m_ownDisplay;
     _XDisplay* m_display = nullptr;
     void* m_visual = nullptr;  // the 32-bit TrueColor visual
-    unsigned long m_colormap = 0;
+    ColormapOwner m_colormap;
     std::map<NSWindowRef, PanelWindow> m_windows;
     NSWindowRef m_nextWindow = 1;
     std::map<NSImageRef, ImageRecord> m_images;

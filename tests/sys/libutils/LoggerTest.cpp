@@ -1,5 +1,7 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <thread>
@@ -7,6 +9,7 @@
 #include "sys/libutils/LogLine.h"
 #include "sys/libutils/LogSeam.h"
 #include "sys/libutils/Logger.h"
+#include "sys/libutils/LoggerConfiguration.h"
 #include "tests/sys/libutils/LogTestSupport.h"
 
 namespace qn::sys {
@@ -238,6 +241,46 @@ TEST(LoggerDeathTest, RegisteredFileOutputsCloseCleanlyAtExit) {
         },
         ::testing::ExitedWithCode(0), "");
     EXPECT_EQ(readLogFile(dir / "exit.log").lines.size(), 1u);
+}
+
+// A log that cannot be written says so on stderr, once, naming its folder and the reason.
+TEST(Logger, ALogFileThatCannotBeOpenedIsToldOnStderrOnce) {
+    ScratchDir dir;
+    std::ofstream(dir / "plain") << "a file where the folder should be\n";
+    ::testing::internal::CaptureStderr();
+    {
+        Logger logger("app", Logger::INFO, false, true, nullptr,
+                      std::make_unique<DirectoryConfiguration>(dir / "plain"));
+        Logger::Logged object(logger, "M", "");
+        QN_LOG(object, Logger::INFO) << "nowhere to go";
+        QN_LOG(object, Logger::INFO) << "nor this";
+    }
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "app: no log file in " + (dir / "plain/") + ": cannot open " +
+                  (dir / "plain/app.log") + " (Not a directory)\n");
+}
+
+TEST(LoggerDeathTest, ADefaultFolderThatCannotBeMadeIsToldOnStderrOnce) {
+    // A process of its own: the default folder is read from HOME once per process.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    using ::testing::AllOf;
+    using ::testing::EndsWith;
+    using ::testing::HasSubstr;
+    using ::testing::StartsWith;
+    EXPECT_EXIT(
+        {
+            // Nothing can be made under a device.
+            ::setenv("HOME", "/dev/null", 1);
+            Logger logger("app", Logger::INFO, false, true, nullptr,
+                          std::make_unique<LoggerConfiguration>());
+            Logger::Logged object(logger, "M", "");
+            QN_LOG(object, Logger::INFO) << "nowhere to go";
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0),
+        AllOf(StartsWith("app: no log file in /dev/null/"),
+              EndsWith(": cannot make the folder (Not a directory)\n"),
+              ::testing::Not(HasSubstr("\napp:"))));
 }
 
 TEST(Logger, LogOnConditionChangerReportsFlipsOnly) {
