@@ -5,12 +5,16 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <fstream>
+#include <iostream>
+#include <iterator>
 #include <memory>
 
 #include "tests/e2e/support/AgentUnderTest.h"
 #include "tests/e2e/support/TestServers.h"
+#include "tools/transcript/JsonNesting.h"
 
 namespace qn::tests::e2e {
 namespace {
@@ -34,6 +38,39 @@ const json kDisplayReport =
 
 bool isCall(const json& line) {
     return line.contains("call");
+}
+
+// The link waits 5 s between attempts, and from a failed call to its attempt. A timer
+// never fires early, so a gap under 4.5 s (log stamps are milliseconds) is an attempt made
+// too soon. No upper bound: the machine may be loaded.
+constexpr double kAtLeastApart = 4.5;
+
+// The gap from `from` to `to` is at least the link's wait; printed for a reader.
+void expectWaited(double from, double to, const std::string& what) {
+    std::cout << what << ": " << to - from << " s\n";
+    EXPECT_GE(to - from, kAtLeastApart) << what;
+}
+// Each gap between consecutive attempts is at least the link's wait.
+void expectSpacedAttempts(const std::vector<double>& times) {
+    for (std::size_t i = 1; i < times.size(); ++i) {
+        expectWaited(times[i - 1], times[i],
+                     "attempt " + std::to_string(i) + " to attempt " + std::to_string(i + 1));
+    }
+}
+// The first time in `times` after `after`; fails the test when there is none.
+double firstAfter(const std::vector<double>& times, double after, const std::string& what) {
+    for (const double t : times) {
+        if (t > after) {
+            return t;
+        }
+    }
+    ADD_FAILURE() << "no " << what << " after " << after << " s";
+    return after;
+}
+
+std::string fileText(const std::string& path) {
+    std::ifstream in(path);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 class ManagerLinkE2e : public ::testing::Test {
@@ -139,6 +176,16 @@ TEST_F(ManagerLinkE2e, KilledManagerIsSoughtUntilBackButOnlyTheFirstDeathIsHeard
         EXPECT_FALSE(isCall(line)) << "reached the new Manager on the old proxy: " << line;
     }
     EXPECT_EQ(agent->countInLog("Connection died"), attempts + 1);
+
+    // The spacing, from the agent's own log stamps: the attempts after the first death
+    // (the last of them found the second stand-in), then the failed call and its attempt.
+    const std::vector<double> attemptTimes = agent->logTimes("Connection died");
+    ASSERT_EQ(attemptTimes.size(), static_cast<std::size_t>(attempts + 1)) << agent->logText();
+    expectSpacedAttempts(
+        std::vector<double>(attemptTimes.begin(), attemptTimes.begin() + attempts));
+    const double failed =
+        firstAfter(agent->logTimes("Exception: "), attemptTimes[attempts - 1], "failed call");
+    expectWaited(failed, attemptTimes[attempts], "failed call to its attempt");
 }
 
 TEST_F(ManagerLinkE2e, RefusedCallEndsInReconnection) {
@@ -153,6 +200,11 @@ TEST_F(ManagerLinkE2e, RefusedCallEndsInReconnection) {
     EXPECT_EQ((*refused)["raised"], "Manager is busy");
     expectStartMessages(*standIn, 1);
     EXPECT_EQ(agent->countInLog("Manager is busy"), 1);
+    const auto failed = agent->logTimes("Exception: Manager is busy");
+    const auto attempt = agent->logTimes("Connection died");
+    ASSERT_EQ(failed.size(), 1u) << agent->logText();
+    ASSERT_EQ(attempt.size(), 1u) << agent->logText();
+    expectWaited(failed[0], attempt[0], "refused call to its attempt");
 }
 
 TEST_F(ManagerLinkE2e, TimedOutCallEndsInReconnection) {
@@ -166,32 +218,72 @@ TEST_F(ManagerLinkE2e, TimedOutCallEndsInReconnection) {
     EXPECT_EQ((*delayed)["delayed"], 3);
     expectStartMessages(*standIn, 1);
     EXPECT_EQ(agent->countInLog("Connection died"), 1);
+    // The bus library's own reason for a call that got no reply in time.
+    EXPECT_EQ(agent->countInLog("Exception: Connection timed out"), 1) << agent->logText();
+    const auto failed = agent->logTimes("Exception: ");
+    const auto attempt = agent->logTimes("Connection died");
+    ASSERT_EQ(failed.size(), 1u) << agent->logText();
+    ASSERT_EQ(attempt.size(), 1u) << agent->logText();
+    expectWaited(failed[0], attempt[0], "timed-out call to its attempt");
 }
 
-TEST_F(ManagerLinkE2e, SignalFromAProcessThatDoesNotOwnTheNameIsIgnored) {
+TEST_F(ManagerLinkE2e, ManagerThatLeavesTheBusAndReturnsIsGreetedAnew) {
     auto standIn = startStandIn();
     auto agent = startAgent();
     expectStartMessages(*standIn, 2);
 
-    ChildProcess::Options impostorOptions;
-    impostorOptions.argv = {builtProgram("QN_QNMANAGER"),
-                            "--address",
-                            bus->address(),
-                            "--impostor",
-                            "--post",
-                            "QNM_Notification_Stop_Display_Stream={\"QNM_Notification_Display_"
-                            "Stream_DisplayID\":1}"};
-    impostorOptions.stdoutPath = "/dev/null";
-    ChildProcess impostor(impostorOptions);
-    ASSERT_EQ(ChildProcess::exitCode(impostor.wait()), 0);
-    // Routed after the impostor's: once the agent has this one, it has seen both.
-    ASSERT_TRUE(standIn->command(
-        "post QNM_Notification_Sw_Update_Required {\"QNM_Notification_Devicekey\":\"2\"}"));
-    const auto posted = standIn->next();
-    ASSERT_TRUE(posted);
-    EXPECT_EQ(posted->value("post", ""), "QNM_Notification_Sw_Update_Required");
-    ASSERT_TRUE(agent->waitForLog("received QNM_Notification_Sw_Update_Required notification"));
-    EXPECT_EQ(agent->countInLog("received QNM_Notification_Stop_Display_Stream"), 0);
+    // The stand-in closes its connection, as a Manager that stops: the name has no owner.
+    ASSERT_TRUE(standIn->command("drop"));
+    const auto died = standIn->next();
+    ASSERT_TRUE(died);
+    EXPECT_EQ(died->value("manager", ""), "died") << *died;
+    // Heard as the proxy's death: the agent made no call that could have failed.
+    ASSERT_TRUE(agent->waitForLog("Connection died")) << agent->logText();
+    EXPECT_EQ(agent->countInLog("Exception: "), 0) << agent->logText();
+
+    ASSERT_TRUE(standIn->command("return"));
+    const auto back = standIn->next();
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->value("manager", ""), "registered") << *back;
+    // The returned Manager hears started:withSessionType: before anything else.
+    expectStartMessages(*standIn, 1);
+    expectSpacedAttempts(agent->logTimes("Connection died"));
+    agent->process().signal(SIGTERM);
+    EXPECT_TRUE(standIn->nextCall("closing"));
+    EXPECT_EQ(exitStatus(*agent), 0);
+}
+
+TEST_F(ManagerLinkE2e, PostRefusesUserInfoNestedBeyondTheLimit) {
+    const auto post = [&](int levels) {
+        // Objects inside objects, levels deep.
+        std::string userInfo = "1";
+        for (int level = 0; level < levels; ++level) {
+            userInfo = "{\"k\":" + userInfo + "}";
+        }
+        const std::string output = scratch.file("post.out");
+        ChildProcess::Options options;
+        options.argv = {builtProgram("QN_QNMANAGER"),
+                        "--address",
+                        bus->address(),
+                        "--impostor",
+                        "--post",
+                        "QNM_Notification_Sw_Update_Required=" + userInfo};
+        options.logPath = output;
+        ChildProcess impostor(options);
+        const int status = ChildProcess::exitCode(impostor.wait());
+        return std::make_pair(status, fileText(output));
+    };
+    const auto [deepStatus, deepOutput] = post(tools::transcript::kMaxJsonNesting + 1);
+    EXPECT_NE(deepStatus, 0);
+    EXPECT_NE(
+        deepOutput.find("qnmanager: userInfo nested deeper than " +
+                        std::to_string(tools::transcript::kMaxJsonNesting) + " levels: post "),
+        std::string::npos)
+        << deepOutput;
+    // At the limit itself the text passes (the bus's own container limit may still refuse
+    // so deep a message; that is another refusal).
+    const std::string limitOutput = post(tools::transcript::kMaxJsonNesting).second;
+    EXPECT_EQ(limitOutput.find("nested deeper"), std::string::npos) << limitOutput;
 }
 
 TEST(ManagerLinkBusLossE2e, LostBusIsTheDeathAndTheLinkComesBackWithTheBus) {
@@ -226,6 +318,8 @@ TEST(ManagerLinkBusLossE2e, LostBusIsTheDeathAndTheLinkComesBackWithTheBus) {
 }
 
 TEST(ManagerLinkSystemBusE2e, UnprivilegedAgentUnderThePackagedPolicy) {
+    // Dropping to nobody and giving the daemon its packaged policy take root.
+    ASSERT_EQ(geteuid(), 0u) << "this test must run as root: it starts processes as nobody";
     ScratchDirectory scratch;
     DbusDaemon bus(scratch, DbusDaemon::Kind::SystemWithPolicy);
 
@@ -237,9 +331,14 @@ TEST(ManagerLinkSystemBusE2e, UnprivilegedAgentUnderThePackagedPolicy) {
     intruderOptions.argv = {
         "/usr/bin/setpriv",           "--reuid=nobody", "--regid=nogroup", "--clear-groups", "--",
         builtProgram("QN_QNMANAGER"), "--address",      bus.address(),     "--script",       quit};
-    intruderOptions.stdoutPath = "/dev/null";
+    // Status 1 is also what no bus at all gives: the refusal is told by its text.
+    intruderOptions.logPath = scratch.file("intruder.out");
     ChildProcess intruder(intruderOptions);
     EXPECT_EQ(ChildProcess::exitCode(intruder.wait()), 1);
+    const std::string refusal = fileText(intruderOptions.logPath);
+    EXPECT_NE(refusal.find("qnmanager: cannot own com.quintor.QuintorManager: Permission denied"),
+              std::string::npos)
+        << refusal;
 
     ManagerStandIn standIn(bus.address());
     ASSERT_EQ(standIn.next().value_or(json())["manager"], "registered");

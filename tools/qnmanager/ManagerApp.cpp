@@ -13,6 +13,7 @@
 
 #include "platform/linux/bus/ManagerWire.h"
 #include "tools/qnmanager/Notifier.h"
+#include "tools/transcript/JsonNesting.h"
 #include "tools/transcript/TranscriptLines.h"
 #include "tools/transcript/ValueJson.h"
 
@@ -99,6 +100,12 @@ bool ManagerApp::execute(const std::string& command) {
         }
         platform::Value userInfo = platform::Value::dictionary();
         if (!json.empty()) {
+            if (transcript::lineNestedDeeperThan(json, transcript::kMaxJsonNesting) != 0) {
+                static const std::string kTooDeep = "userInfo nested deeper than " +
+                                                    std::to_string(transcript::kMaxJsonNesting) +
+                                                    " levels";
+                return bad(kTooDeep.c_str());
+            }
             const auto parsed = nlohmann::json::parse(json, nullptr, false);
             if (parsed.is_discarded() || !parsed.is_object()) {
                 return bad("userInfo must be a JSON object");

@@ -14,7 +14,5 @@ std::vector<int> arrayElementLines(const std::string& text, const std::string& k
 int topLevelKeyLine(const std::string& text, const std::string& key);
 // The 1-based line and column of a byte offset.
 std::pair<int, int> lineAndColumn(const std::string& text, std::size_t offset);
-// The 1-based line where arrays and objects first nest deeper than limit, or 0.
-int lineNestedDeeperThan(const std::string& text, int limit);
 
 }  // namespace qn::tools::qnscenario

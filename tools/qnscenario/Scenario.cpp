@@ -7,6 +7,7 @@
 #include "tools/qnscenario/JsonLines.h"
 #include "tools/qnscenario/ScenarioPlayer.h"
 #include "tools/qnscenario/ScenarioReader.h"
+#include "tools/transcript/JsonNesting.h"
 #include "tools/transcript/ValueJson.h"
 
 namespace qn::tools::qnscenario {
@@ -468,8 +469,6 @@ const std::map<std::string, StepBuilder>& stepBuilders() {
 }
 
 // Steps that stand in for the agent, meaningless while the agent itself runs.
-constexpr int kMaxNesting = 64;
-
 const std::set<std::string>& standInSteps() {
     static const std::set<std::string> steps{"connect", "call", "observe", "watchDisplays",
                                              "showMessage"};
@@ -479,9 +478,10 @@ const std::set<std::string>& standInSteps() {
 }  // namespace
 
 Scenario parseScenario(const std::string& text) {
-    // The JSON library and the conversion to host values recurse per level.
-    if (const int deep = lineNestedDeeperThan(text, kMaxNesting); deep != 0) {
-        throw ScenarioError(deep, "nested deeper than " + std::to_string(kMaxNesting) + " levels");
+    if (const int deep = transcript::lineNestedDeeperThan(text, transcript::kMaxJsonNesting);
+        deep != 0) {
+        throw ScenarioError(
+            deep, "nested deeper than " + std::to_string(transcript::kMaxJsonNesting) + " levels");
     }
     json document;
     try {

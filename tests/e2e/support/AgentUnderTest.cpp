@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "sys/libutils/LogLine.h"
 #include "sys/libutils/LogReader.h"
 #include "tests/e2e/support/TestServers.h"
 
@@ -63,6 +64,24 @@ int AgentUnderTest::countInLog(const std::string& text) const {
         count += message.find(text) != std::string::npos ? 1 : 0;
     }
     return count;
+}
+
+std::vector<double> AgentUnderTest::logTimes(const std::string& text) const {
+    std::vector<double> times;
+    for (const auto& message : logMessages()) {
+        sys::logline::Fields fields;
+        if (message.find(text) == std::string::npos || !sys::logline::parse(message, fields) ||
+            !fields.full) {
+            continue;
+        }
+        // HH:MM:SS.mmm, the hours as wide as they need.
+        const std::string time(fields.time);
+        const std::size_t minutes = time.size() - 9;
+        times.push_back(std::stod(time.substr(0, minutes - 1)) * 3600 +
+                        std::stod(time.substr(minutes, 2)) * 60 +
+                        std::stod(time.substr(minutes + 3)));
+    }
+    return times;
 }
 
 bool AgentUnderTest::waitForLog(const std::string& text, int count) const {

@@ -45,6 +45,9 @@ class AgentUnderTest {
     int countInLog(const std::string& text) const;
     // Waits until at least `count` messages contain `text`; false on the hang guard.
     bool waitForLog(const std::string& text, int count = 1) const;
+    // When each message containing `text` was logged: the seconds since the agent's start
+    // that the log line itself carries, in log order.
+    std::vector<double> logTimes(const std::string& text) const;
 
   private:
     std::string m_logFile;

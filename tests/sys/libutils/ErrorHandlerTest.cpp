@@ -8,8 +8,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <future>
 #include <regex>
 #include <stdexcept>
+#include <thread>
 
 #include "sys/libutils/Exception.h"
 #include "sys/libutils/Logger.h"
@@ -112,7 +114,7 @@ TEST_F(ErrorHandlerDeath, AbortIsReported) {
 
 // Through a real logger: the line is armoured into the log file by the
 // buffers the logger made at start, and reads back with the right chain.
-TEST_F(ErrorHandlerDeath, AbortLineReachesTheLogFileWhileTheLoggerIsLocked) {
+TEST_F(ErrorHandlerDeath, AbortLineReachesTheLogFileWhileAnotherThreadHoldsTheLogger) {
     // A forked child without a new exec, so that it writes into this folder.
     GTEST_FLAG_SET(death_test_style, "fast");
     qn::testing::ScratchDir dir;
@@ -121,8 +123,21 @@ TEST_F(ErrorHandlerDeath, AbortLineReachesTheLogFileWhileTheLoggerIsLocked) {
             Logger logger("app", Logger::INFO, false, true, nullptr,
                           std::make_unique<qn::testing::DirectoryConfiguration>(dir.path()));
             installErrorHandler();
-            // An abort while the logger's lock is held must not wait for it.
-            Logger::lock();
+            // The lock is recursive, so the aborting thread must not be its holder: a
+            // handler that took the lock would pass then. Another thread keeps it.
+            std::promise<void> held;
+            std::thread holder([&held] {
+                Logger::lock();
+                held.set_value();
+                for (;;) {
+                    ::pause();
+                }
+            });
+            holder.detach();
+            held.get_future().wait();
+            // A handler that waits for the lock never returns: SIGALRM then ends the
+            // child, which is not the SIGABRT expected.
+            ::alarm(5);
             std::abort();
         },
         ::testing::KilledBySignal(SIGABRT), "");

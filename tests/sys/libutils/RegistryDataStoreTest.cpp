@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "sys/libutils/GroupOption.h"
 #include "sys/libutils/MultiOption.h"
 #include "sys/libutils/OptionInt.h"
 #include "sys/libutils/OptionString.h"
+#include "sys/libutils/PersistException.h"
 #include "sys/libutils/PersistTree.h"
 #include "sys/libutils/RegistryDataStore.h"
 #include "tests/sys/libutils/HiveTestSupport.h"
@@ -127,6 +129,23 @@ TEST_F(RegistryStore, RemovedValueReturnsAtRefreshSinceTheHiveKeepsIt) {
     marked.setValue("x", "1", SourceProgram);
     VolatileRegistryDataStore again("Temp", false);
     EXPECT_EQ(again.getValue("x").second, "1");
+}
+
+TEST_F(RegistryStore, AValueTheHiveCannotTakeIsKeptInMemory) {
+    plant("App", "colour", "old", PersistCurrentUser);
+    RegistryDataStore store("App", true);
+    // Read-only by its mode: refused by the hive itself, for root as for anyone.
+    ASSERT_EQ(::chmod(m_hive.c_str(), 0400), 0);
+    PersistTree tree("App");
+    ASSERT_THROW(tree.write(tree.read(PersistCurrentUser), PersistCurrentUser), PersistWriteFailed);
+    const std::string before = fileText();
+
+    store.setValue("colour", "new", SourceProgram);
+    EXPECT_EQ(store.getValue("colour"), std::make_pair(SourceUserStore, std::string("new")));
+    EXPECT_EQ(fileText(), before);
+    // Until the store reads the hive again.
+    store.refresh();
+    EXPECT_EQ(store.getValue("colour").second, "old");
 }
 
 }  // namespace

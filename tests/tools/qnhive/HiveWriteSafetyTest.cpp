@@ -3,6 +3,8 @@
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -60,6 +62,39 @@ class HiveWriteSafety : public qn::test::HiveFixture {
         } catch (const std::exception& failure) {
             return std::string("not a hive: ") + failure.what();
         }
+    }
+    // Where a writer stands at a kill: whether it has a file open in the hive's folder that
+    // is neither the hive nor its lock, and not yet in the hive's place (an unnamed new file
+    // keeps its first name in /proc after it is linked in, so the inode tells).
+    enum class Moment { Other, Replacing, Finished };
+    // Stops the writer, looks, and kills it; the writer is reaped when this returns.
+    Moment stopLookAndKill(pid_t writer) {
+        ::kill(writer, SIGSTOP);
+        int status = 0;
+        while (::waitpid(writer, &status, WUNTRACED) < 0) {
+        }
+        if (!WIFSTOPPED(status)) {
+            return Moment::Finished;
+        }
+        struct stat hive {};
+        const bool hiveThere = ::stat(m_hive.c_str(), &hive) == 0;
+        Moment moment = Moment::Other;
+        const std::string folder = m_dir.string() + "/";
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(
+                 "/proc/" + std::to_string(writer) + "/fd", error)) {
+            const std::string target = std::filesystem::read_symlink(entry.path(), error).string();
+            struct stat file {};
+            if (target.rfind(folder, 0) == 0 && target != m_hive &&
+                target != m_hive + " (deleted)" && target != m_hive + ".lock" &&
+                ::stat(entry.path().c_str(), &file) == 0 &&
+                !(hiveThere && file.st_ino == hive.st_ino && file.st_dev == hive.st_dev)) {
+                moment = Moment::Replacing;
+            }
+        }
+        ::kill(writer, SIGKILL);
+        qn::test::waitForChild(writer);
+        return moment;
     }
     std::string m_out;
 };
@@ -148,7 +183,9 @@ TEST_F(HiveWriteSafety, AReadOnlyHiveIsAPermissionError) {
     EXPECT_EQ(target(), "old\n");
 }
 
-// Kills land anywhere in the set: before, during and after the replacement.
+// Kills land anywhere in the set: before, during and after the replacement. Each kill is
+// placed by stopping the writer first and looking at its open files, so that a kill while
+// the new text was being written is known to be one.
 TEST_F(HiveWriteSafety, KillsAtRandomMomentsOfASetOnABigHive) {
     putFile(bigHive(3 * 1024 * 1024, "value-0"));
     // How long one set takes here, so that the kills spread over it.
@@ -164,26 +201,45 @@ TEST_F(HiveWriteSafety, KillsAtRandomMomentsOfASetOnABigHive) {
     std::mt19937 random(20261123);
     std::uniform_int_distribution<long> moment(0, span);
     std::string current = "value-0";
+    int kept = 0;
     int changed = 0;
-    for (int i = 1; i <= 100; ++i) {
+    int replacing = 0;
+    // A hundred kills, and more (up to 400) until five have landed in the write: a
+    // tenth of them usually do, but the share is the machine's to decide.
+    int kills = 0;
+    for (int i = 1; i <= 100 || (replacing < 5 && i <= 400); ++i) {
         const std::string next = "value-" + std::to_string(i);
         const pid_t writer = ::fork();
         if (writer == 0) {
             ::_exit(run({"set", "machine", "Big", "target", next}));
         }
         std::this_thread::sleep_for(std::chrono::microseconds(moment(random)));
-        ::kill(writer, SIGKILL);
-        qn::test::waitForChild(writer);
+        ++kills;
+        const Moment at = stopLookAndKill(writer);
         const std::string found = storedTarget();
         ASSERT_TRUE(found == current + "\n" || found == next + "\n")
             << "after kill " << i << ": " << found;
+        if (at == Moment::Replacing) {
+            ++replacing;
+            EXPECT_EQ(found, current + "\n") << "kill " << i << " while the new text was written";
+        }
+        if (at == Moment::Finished) {
+            EXPECT_EQ(found, next + "\n") << "set " << i << " ended before its kill";
+        }
         if (found == next + "\n") {
             current = next;
             ++changed;
+        } else {
+            ++kept;
         }
     }
-    // Not asserted (the machine's load decides), but shown: how many landed.
-    std::cout << "sets that finished before their kill: " << changed << " of 100\n";
+    std::cout << kills << " kills: " << kept << " left the old value, " << changed << " the new; "
+              << replacing << " landed while the new text was being written\n";
+    // The spread is what makes this a test of the write: kills before the replacement
+    // was in place, after it, and in the middle of writing it.
+    EXPECT_GE(kept, 5);
+    EXPECT_GE(changed, 5);
+    EXPECT_GE(replacing, 5);
 }
 
 TEST_F(HiveWriteSafety, EightConcurrentSetsAllLand) {
