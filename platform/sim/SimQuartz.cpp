@@ -356,8 +356,11 @@ void SimQuartz::deliverFrame(CGDirectDisplayID id, std::vector<CGRect> dirtyRect
             continue;
         }
         auto* surface = freeSurface(*s);
-        surface->paint(id, ++m_frameNumber);
-        m_produced.push_back(id);
+        if (surface->paint(id, ++m_frameNumber)) {
+            const auto address = reinterpret_cast<std::uint64_t>(surface->baseAddress());
+            m_lastPainting[address] = m_paintings.size();
+            m_paintings.push_back({id, m_frameNumber, surface, address});
+        }
         ++surface->pendingDeliveries;
         auto* update = newUpdate(dirtyRects);
         onQueue(*s, [this, s, surface, update] {
@@ -369,6 +372,11 @@ void SimQuartz::deliverFrame(CGDirectDisplayID id, std::vector<CGRect> dirtyRect
             update->release();
         });
     }
+}
+
+const SimQuartz::Painting* SimQuartz::lastPaintingAt(std::uint64_t address) const {
+    const auto found = m_lastPainting.find(address);
+    return found == m_lastPainting.end() ? nullptr : &m_paintings[found->second];
 }
 
 const CGRect* SimQuartz::CGDisplayStreamUpdateGetRects(CGDisplayStreamUpdateRef update,

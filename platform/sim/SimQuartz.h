@@ -2,6 +2,7 @@
 // Quartz display services of the simulated world: displays and their modes, the three
 // callbacks delivered on the main run loop, the session dictionary and display streams.
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -96,8 +97,17 @@ class SimQuartz : public Quartz {
     const std::vector<std::unique_ptr<SimDisplayMode>>& modes() const { return m_modes; }
     // Told of every change of a stream surface's use or retain count.
     void setSurfaceWatcher(SimSurface::Watcher watcher) { m_surfaceWatcher = std::move(watcher); }
-    // Every frame drawn so far: the display of frame number n is at index n - 1.
-    const std::vector<CGDirectDisplayID>& producedFrames() const { return m_produced; }
+    // What the host painted into a stream surface for each frame it delivered, in order:
+    // a record kept apart from the pixels, for checking what a reader of the surface saw.
+    struct Painting {
+        CGDirectDisplayID display = 0;
+        std::uint32_t frameNumber = 0;
+        const SimSurface* surface = nullptr;
+        std::uint64_t address = 0;
+    };
+    const std::vector<Painting>& paintings() const { return m_paintings; }
+    // The last painting of the surface at the address; null when none was painted there.
+    const Painting* lastPaintingAt(std::uint64_t address) const;
 
   private:
     template <typename Callback>
@@ -134,7 +144,9 @@ class SimQuartz : public Quartz {
     std::vector<std::unique_ptr<SimStreamUpdate>> m_updates;
     std::vector<std::unique_ptr<SimDisplayMode>> m_modes;
     std::uint32_t m_frameNumber = 0;
-    std::vector<CGDirectDisplayID> m_produced;
+    std::vector<Painting> m_paintings;
+    // Surface address to the index of its last painting.
+    std::map<std::uint64_t, std::size_t> m_lastPainting;
     SimSurface::Watcher m_surfaceWatcher;
 };
 

@@ -199,6 +199,11 @@ void SimStreamingManager::read(Frame& frame, const Stream& stream) {
         std::memcpy(pixels.data() + y * width * 4, memory + y * frame.bytesPerRow, width * 4);
     }
     frame.frameNumber = screenFrameNumber(pixels.data());
+    if (const auto* painting = m_host.quartz().lastPaintingAt(frame.address)) {
+        frame.paintedDisplay = painting->display;
+        frame.paintedFrame = painting->frameNumber;
+        frame.surfaceInUse = painting->surface->useCount() > 0;
+    }
     frame.width = width;
     frame.height = height;
     const bool keep = !m_options.pngDirectory.empty() ||

@@ -40,6 +40,12 @@ class SimStreamingManager {
         std::vector<CGRect> refreshed;
         // The number carried by the pixels read; 0 when the memory was out of reach.
         std::uint32_t frameNumber = 0;
+        // The host's own record of the surface read, looked up at the read and kept apart
+        // from the pixels: the display and frame it last painted there (0 for none), and
+        // whether the surface was in use, as a frame with the Manager must be.
+        CGDirectDisplayID paintedDisplay = 0;
+        std::uint32_t paintedFrame = 0;
+        bool surfaceInUse = false;
         std::size_t width = 0;
         std::size_t height = 0;
         // How many restarts came before the frame.

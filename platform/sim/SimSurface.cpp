@@ -48,12 +48,13 @@ void SimSurface::decrementUseCount() {
     changed();
 }
 
-void SimSurface::paint(CGDirectDisplayID display, std::uint32_t frameNumber) {
+bool SimSurface::paint(CGDirectDisplayID display, std::uint32_t frameNumber) {
     if (m_useCount.load() > 0) {
         faults().record("a surface in use was written");
-        return;
+        return false;
     }
     renderScreen(display, frameNumber, m_width, m_height, m_bytesPerRow, m_memory.data());
+    return true;
 }
 
 std::uint32_t SimSurface::paintedFrame() const {

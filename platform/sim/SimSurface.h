@@ -29,8 +29,8 @@ class SimSurface : public SimCounted<IOSurfaceObject> {
     void incrementUseCount();
     void decrementUseCount();
     // Draws the display's screen at the frame, as the host writes a frame; a surface in
-    // use is never written (a fault when asked to).
-    void paint(CGDirectDisplayID display, std::uint32_t frameNumber);
+    // use is never written (a fault when asked to, and false).
+    bool paint(CGDirectDisplayID display, std::uint32_t frameNumber);
     std::uint32_t paintedFrame() const;
     std::size_t width() const { return m_width; }
     std::size_t height() const { return m_height; }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -39,11 +40,11 @@ TEST(StreamingScenario, TwoDisplaysThousandFramesEachThroughTwoManagerRestarts) 
     const auto& streaming = player.streaming();
     EXPECT_EQ(streaming.restarts(), 2u);
     // 1,000 frames a display, and two bursts of 30 more on the first.
-    ASSERT_EQ(host.quartz().producedFrames().size(), 2060u);
+    ASSERT_EQ(host.quartz().paintings().size(), 2060u);
 
-    // Sends on a dead link never reached a Manager; each failed one left its frame held
-    // (the next frame overwrites it) but for the last before the stop, which the stop
-    // gives back. Grouped by display and by Manager life.
+    // Sends on a dead link never reached a Manager. Each failed one left its frame in the
+    // reserve, and the next frame gave it back as it took the place; the last one went back
+    // when its updater stopped. Grouped by display and by Manager life.
     std::map<std::pair<platform::CGDirectDisplayID, int>, std::vector<std::uint64_t>> failed;
     int deaths = 0;
     for (const auto& event : host.manager().transcript()) {
@@ -59,9 +60,9 @@ TEST(StreamingScenario, TwoDisplaysThousandFramesEachThroughTwoManagerRestarts) 
             static_cast<std::uint64_t>(event.arguments[2].longLongValue()));
     }
     EXPECT_EQ(failed.size(), 4u);
-    std::set<std::uint64_t> heldAfterFailure;
+    std::set<std::uint64_t> sentAndFailed;
     for (const auto& [key, addresses] : failed) {
-        heldAfterFailure.insert(addresses.begin(), addresses.end() - 1);
+        sentAndFailed.insert(addresses.begin(), addresses.end());
     }
 
     const auto& frames = streaming.frames();
@@ -69,11 +70,16 @@ TEST(StreamingScenario, TwoDisplaysThousandFramesEachThroughTwoManagerRestarts) 
     std::map<std::pair<platform::CGDirectDisplayID, std::size_t>, std::size_t> perLife;
     std::size_t refreshed = 0;
     for (const auto& frame : frames) {
-        ASSERT_NE(frame.frameNumber, 0u);
+        // The host's record of what it painted into the surface the Manager read, not the
+        // number the pixels carry, says which frame it was.
+        ASSERT_NE(frame.paintedFrame, 0u) << std::hex << frame.address;
+        EXPECT_EQ(frame.paintedDisplay, frame.display);
+        EXPECT_EQ(frame.frameNumber, frame.paintedFrame);
+        // The agent held the surface while the Manager read it.
+        EXPECT_TRUE(frame.surfaceInUse) << "frame " << frame.paintedFrame;
         // Frames of one display reach the Manager newest-last, never twice.
-        EXPECT_GT(frame.frameNumber, lastFrame[frame.display]);
-        lastFrame[frame.display] = frame.frameNumber;
-        EXPECT_EQ(host.quartz().producedFrames().at(frame.frameNumber - 1), frame.display);
+        EXPECT_GT(frame.paintedFrame, lastFrame[frame.display]);
+        lastFrame[frame.display] = frame.paintedFrame;
         ++perLife[{frame.display, frame.generation}];
         refreshed += frame.refreshed.size();
     }
@@ -83,58 +89,67 @@ TEST(StreamingScenario, TwoDisplaysThousandFramesEachThroughTwoManagerRestarts) 
     // The burst found the Manager busy: rectangles were merged and sent ahead of frames.
     EXPECT_GT(refreshed, 0u);
 
-    // Every 100th frame read is the screen as it was drawn for that frame.
+    // Every 100th frame read is the screen as the host drew it for the frame it last
+    // painted into that surface before the read.
     std::size_t compared = 0;
     for (std::size_t i = 99; i < frames.size(); i += 100) {
         const auto& frame = frames[i];
         ASSERT_FALSE(frame.pixels.empty()) << i;
         std::vector<std::uint8_t> screen(frame.width * frame.height * 4);
-        platform::sim::renderScreen(frame.display, frame.frameNumber, frame.width, frame.height,
-                                    frame.width * 4, screen.data());
-        EXPECT_EQ(frame.pixels, screen) << "frame " << i << ", number " << frame.frameNumber;
+        platform::sim::renderScreen(frame.paintedDisplay, frame.paintedFrame, frame.width,
+                                    frame.height, frame.width * 4, screen.data());
+        EXPECT_EQ(frame.pixels, screen) << "frame " << i << ", number " << frame.paintedFrame;
         ++compared;
     }
     EXPECT_EQ(compared, frames.size() / 100);
 
-    // Balanced at the end: the frame each old Manager held when it restarted goes back
-    // with the old updater, and a frame a failed send left behind goes back when the next
-    // one takes its place (above). What stays is
-    std::set<std::uint64_t> inUse;
+    // At the end every frame is back: the frame each old Manager held when it restarted
+    // went back at the old updater's end, and the frames of failed sends as told above.
+    // Each surface has use count 0 and only its stream's own reference.
+    std::size_t surfaces = 0;
+    std::set<std::uint64_t> surfaceAddresses;
     for (const auto& stream : host.quartz().streams()) {
-        // 1. the platform's reference to each stream, which the wrapper never releases;
-        EXPECT_EQ(stream->retainCount(), 1);
-        EXPECT_FALSE(stream->running);
-        EXPECT_EQ(stream->stoppedDelivered, 1);
         for (const auto& surface : stream->surfaces) {
-            const auto address = reinterpret_cast<std::uint64_t>(surface->baseAddress());
-            if (surface->useCount() != 0) {
-                EXPECT_EQ(surface->useCount(), 1);
-                EXPECT_EQ(surface->retainCount(), 2);
-                inUse.insert(address);
-            } else {
-                EXPECT_EQ(surface->retainCount(), 1);
-            }
+            EXPECT_EQ(surface->useCount(), 0);
+            EXPECT_EQ(surface->retainCount(), 1);
+            surfaceAddresses.insert(reinterpret_cast<std::uint64_t>(surface->baseAddress()));
+            ++surfaces;
         }
     }
+    EXPECT_GT(surfaces, 0u);
+    EXPECT_FALSE(sentAndFailed.empty());
+    EXPECT_TRUE(std::includes(surfaceAddresses.begin(), surfaceAddresses.end(),
+                              sentAndFailed.begin(), sentAndFailed.end()));
+
+    // Two kinds of hold remain, exactly these:
+    // 1. one reference to each of the six streams (two displays, three Managers): the
+    //    stream wrapper drops its handler and never releases the platform's stream;
+    std::size_t streamReferences = 0;
+    for (const auto& stream : host.quartz().streams()) {
+        EXPECT_FALSE(stream->running);
+        EXPECT_EQ(stream->stoppedDelivered, 1);
+        EXPECT_EQ(stream->retainCount(), 1);
+        streamReferences += static_cast<std::size_t>(stream->retainCount());
+    }
     EXPECT_EQ(host.quartz().streams().size(), 6u);
-    EXPECT_TRUE(inUse.empty());
-    EXPECT_FALSE(heldAfterFailure.empty());
-    // 2. one reference to every merged update (made owned, retained once more, released
-    //    once).
-    std::size_t liveMerged = 0;
-    std::size_t liveOther = 0;
+    EXPECT_EQ(streamReferences, 6u);
+    // 2. one reference to each merged update: a merge comes owned, the updater retains it
+    //    once more and releases it once. Every update the stream delivered is freed.
     std::size_t merges = 0;
+    std::size_t mergedReferences = 0;
+    std::size_t otherReferences = 0;
     for (const auto& update : host.quartz().updates()) {
         merges += update->merged;
         if (update->isFreed()) {
             continue;
         }
         EXPECT_EQ(update->retainCount(), 1);
-        (update->merged ? liveMerged : liveOther) += 1;
+        (update->merged ? mergedReferences : otherReferences) +=
+            static_cast<std::size_t>(update->retainCount());
     }
     EXPECT_GT(merges, 0u);
-    EXPECT_EQ(liveMerged, merges);
-    EXPECT_EQ(liveOther, inUse.size());
+    EXPECT_EQ(mergedReferences, merges);
+    EXPECT_EQ(otherReferences, 0u);
     // Every updater ended: no driver connection and no registry reference is left, and
     // the drivers know no frame memory any more.
     EXPECT_EQ(host.ioKit().openConnections(), 0u);

@@ -33,7 +33,8 @@ class DisplayStreamFrameUpdaterImpl : public tk::osxqnm::DisplayStreamFrameUpdat
                                   ExceptionHandlingCallbacks* exceptionHandlingDelegate,
                                   tk::driver::DriverControlFactory* driverControlFactory,
                                   tk::driver::MemoryMapperFactory* memoryMapperFactory);
-    // A frame still in reserve keeps its references and use count; the driver is not
+    // Gives back the frame in reserve and the frame still with the Manager (use count and
+    // references): nobody can release them once the updater is gone. The driver is not
     // told to forget anything (the next start does that).
     ~DisplayStreamFrameUpdaterImpl() override;
     DisplayStreamFrameUpdaterImpl(const DisplayStreamFrameUpdaterImpl&) = delete;

@@ -80,12 +80,14 @@ TEST_F(FrameUpdaterManager, AReleaseReachesItsDisplayOnlyAndIsDroppedAfterAStop)
     EXPECT_EQ(manager->updater(kDisplay), nullptr);
     agent.newDriverCalls();
     manager->releaseFrameSurface(kDisplay, address(surface));
-    // Dropped: no driver call, the surface is never given back.
+    // Dropped: no driver call, and the surface stays held until the updater's end.
     EXPECT_TRUE(agent.newDriverCalls().empty());
     EXPECT_EQ(surface.useCount(), 1);
-    // The stopped updater ends itself.
+    // The stopped updater ends itself and gives the frame back: nobody else could.
     agent.host().runLoop().advance(1000);
     EXPECT_EQ(agent.host().ioKit().openConnections(), 1u);
+    EXPECT_EQ(surface.useCount(), 0);
+    EXPECT_EQ(surface.retainCount(), 1);
 }
 
 TEST_F(FrameUpdaterManager, DestroyingTheManagerStopsEveryStreamLowestDisplayFirst) {

@@ -223,7 +223,7 @@ TEST_F(FrameUpdater, ASecondReleaseOfOneAddressDropsNothingMore) {
     EXPECT_TRUE(agent.host().faults().empty());
 }
 
-TEST_F(FrameUpdater, StopGivesTheReserveBackAndKeepsTheFrameWithTheManager) {
+TEST_F(FrameUpdater, StopGivesTheReserveBackAndTheEndGivesBackTheFrameWithTheManager) {
     agent.frames({{CGRectMake(0, 0, 1, 1)}, {CGRectMake(1, 1, 1, 1)}});
     ASSERT_EQ(surface(1).useCount(), 1);
     ASSERT_EQ(frameCalls().size(), 1u);
@@ -285,16 +285,36 @@ TEST_F(FrameUpdater, ASecondStartRunsTheSequenceAgainOnTheSameObject) {
 }
 
 TEST_F(FrameUpdater, AProxyExceptionAmongTheRectanglesSkipsOnlyThatRectangle) {
-    agent.host().manager().failCall(kRefreshed, "busy", 1);
-    agent.frames({{CGRectMake(1, 1, 1, 1), CGRectMake(2, 2, 2, 2), CGRectMake(3, 3, 3, 3)}});
+    // The Manager answers the first refresh and raises on the second.
+    auto& manager = agent.host().manager();
+    manager.addCallHandler(
+        [&manager, armed = false](const platform::sim::SimManagerEvent& event) mutable {
+            if (event.name == kRefreshed && !armed) {
+                armed = true;
+                manager.failCall(kRefreshed, "busy", 1);
+            }
+        });
+    agent.frames({{CGRectMake(1, 1, 1, 1), CGRectMake(2, 2, 2, 2), CGRectMake(3, 3, 3, 3),
+                   CGRectMake(4, 4, 4, 4)}});
     const auto calls = agent.newManagerCalls();
-    ASSERT_EQ(calls.size(), 3u);
-    EXPECT_EQ(calls[0].raised, "busy");
-    EXPECT_EQ(calls[1].raised, "");
-    EXPECT_EQ(calls[2].selector, kFrameAvailable);
+    ASSERT_EQ(calls.size(), 4u);
+    EXPECT_EQ(calls[0].selector, kRefreshed);
+    EXPECT_EQ(calls[0].raised, "");
+    EXPECT_EQ(calls[1].selector, kRefreshed);
+    EXPECT_EQ(rectOf(calls[1].arguments[0]), CGRectMake(2, 2, 2, 2));
+    EXPECT_EQ(calls[1].raised, "busy");
+    EXPECT_EQ(calls[2].selector, kRefreshed);
+    EXPECT_EQ(rectOf(calls[2].arguments[0]), CGRectMake(3, 3, 3, 3));
+    EXPECT_EQ(calls[2].raised, "");
+    EXPECT_EQ(calls[3].selector, kFrameAvailable);
+    EXPECT_EQ(rectOf(calls[3].arguments[1]), CGRectMake(4, 4, 4, 4));
+    EXPECT_EQ(calls[3].raised, "");
     EXPECT_EQ(delegate.count, 1);
     EXPECT_EQ(agent.newLines(), (Lines{"ERROR Exception: busy"}));
+    // The frame was sent: it stays held until its release.
     EXPECT_EQ(surface(0).useCount(), 1);
+    updater->releaseFrameSurface(address(surface(0)));
+    EXPECT_EQ(surface(0).useCount(), 0);
 }
 
 TEST_F(FrameUpdater, AFailedSendLeavesTheManagerReadyAndTheNextFrameTakesItsPlace) {
@@ -351,15 +371,25 @@ TEST_F(FrameUpdater, WithoutAProxyTheMemoryIsPreparedAndNothingElseHappens) {
 }
 
 TEST_F(FrameUpdater, OnlyACompleteFrameWithASurfaceCounts) {
+    agent.logger().setVerbosity(sys::Logger::VERBOSE, false);
     agent.host().quartz().deliverFrame(kDisplay, {},
                                        platform::kCGDisplayStreamFrameStatusFrameIdle);
     agent.host().quartz().deliverFrame(kDisplay, {},
                                        platform::kCGDisplayStreamFrameStatusFrameBlank);
     agent.host().runLoop().runPending();
+    // Each status is named by its number, and nothing else is written.
+    EXPECT_EQ(
+        agent.newLines(),
+        (Lines{"VERBOSE DisplayStreamFrameUpdaterImpl::frameAvailableHandler with status 1",
+               "VERBOSE DisplayStreamFrameUpdaterImpl::frameAvailableHandler with status 2"}));
     updater->frameAvailableHandler(DisplayStreamFrameUpdaterImpl::FrameStatus::FrameComplete, 0,
                                    nullptr, nullptr);
     updater->frameAvailableHandler(static_cast<DisplayStreamFrameUpdaterImpl::FrameStatus>(9), 0,
                                    nullptr, nullptr);
+    EXPECT_EQ(
+        agent.newLines(),
+        (Lines{"VERBOSE DisplayStreamFrameUpdaterImpl::frameAvailableHandler with status 0",
+               "VERBOSE DisplayStreamFrameUpdaterImpl::frameAvailableHandler with status 9"}));
     EXPECT_TRUE(agent.newManagerCalls().empty());
     EXPECT_TRUE(agent.newDriverCalls().empty());
     // Readiness untouched: the next frame goes at once.

@@ -156,9 +156,49 @@ TEST_F(MessageObserver, StreamCommandsTellTheDelegateAndReachTheUpdaters) {
     post(platform::QNM_Notification_Stop_Display_Stream, start);
     EXPECT_EQ(state.stopping, 1);
     EXPECT_EQ(observer.updaterManager().streamCount(), 0u);
+    agent.host().runLoop().advance(1000);
+}
+
+TEST_F(MessageObserver, AnUnknownNameWritesNoLineAndTouchesNoStream) {
+    StateCounter state;
+    observer.setDisplayStreamStateDelegate(&state);
+    Value start = Value::dictionary();
+    start.set(platform::QNM_Notification_Display_Stream_DisplayID,
+              Value::number(std::int64_t{testing::kDisplay}));
+    start.set(platform::QNM_Notification_Display_Stream_FrameBufferIndex,
+              Value::number(std::int64_t{testing::kAdapter}));
+    post(platform::QNM_Notification_Start_Display_Stream, start);
+    // A frame with the Manager, which a release would give back.
+    agent.frames({{platform::CGRectMake(0, 0, 8, 8)}});
+    auto& stream = agent.stream();
+    auto& surface = *stream.surfaces.at(0);
+    ASSERT_EQ(surface.useCount(), 1);
+    Value release = start;
+    release.set(platform::QNM_Notification_Display_Stream_FrameSurfaceAddr,
+                Value::number(static_cast<std::int64_t>(testing::address(surface))));
+    agent.logger().setVerbosity(sys::Logger::VERBOSE, false);
+    agent.newLines();
+    agent.newManagerCalls();
+    agent.newDriverCalls();
+
+    // Names are matched whole and by case, whatever the user info carries.
     post("QNM_Notification_Unknown", start);
+    post("qnm_notification_stop_display_stream", start);
+    post(std::string(platform::QNM_Notification_Release_Frame_Surface) + " ", release);
+    post("", release);
+    EXPECT_TRUE(agent.newLines().empty());
+    EXPECT_TRUE(agent.newManagerCalls().empty());
+    EXPECT_TRUE(agent.newDriverCalls().empty());
+    EXPECT_EQ(agent.host().quartz().streams().size(), 1u);
+    EXPECT_TRUE(stream.running);
+    EXPECT_EQ(stream.stopCalls, 0);
+    EXPECT_EQ(surface.useCount(), 1);
+    EXPECT_EQ(observer.updaterManager().streamCount(), 1u);
     EXPECT_EQ(state.starting, 1);
-    EXPECT_EQ(state.stopping, 1);
+    EXPECT_EQ(state.stopping, 0);
+    EXPECT_TRUE(recorder.requests().empty());
+
+    post(platform::QNM_Notification_Stop_Display_Stream, start);
     agent.host().runLoop().advance(1000);
 }
 
