@@ -21,6 +21,7 @@
 #include "tests/e2e/support/TestServers.h"
 #include "tests/e2e/support/streaming/StreamingSupport.h"
 #include "tests/support/FakeDrmTree.h"
+#include "tests/support/RectCoverage.h"
 #include "tests/support/XServer.h"
 #include "tests/support/linux/LogindStandIn.h"
 #include "tests/support/linux/PipeWireServer.h"
@@ -48,11 +49,12 @@ using testing::linux_host::PipeWireServer;
 using testing::linux_host::PrivateBus;
 
 constexpr const char* kStarted = "started:withSessionType:";
+constexpr const char* kRefreshed = "onRectRefreshed:onDisplayID:";
 constexpr const char* kOnDisplay =
     "onDisplay:reconfigurationWithFlags:andBounds:andFramebufferIndex:andRefreshRate:";
 constexpr std::uint32_t kNoAdapter = 0xFFFFFFFFu;
 constexpr int kAdd = 1 << 4, kRemove = 1 << 5, kSetMode = 1 << 3, kEnabled = 1 << 8,
-              kDisabled = 1 << 9, kMirror = 1 << 10;
+              kDisabled = 1 << 9, kMirror = 1 << 10, kUnMirror = 1 << 11;
 
 // One online output as RandR gives it, read by the test itself.
 struct RandrDisplay {
@@ -240,6 +242,29 @@ class RealAgentE2e : public ::testing::Test {
             }
         }
         return std::nullopt;
+    }
+    // The next report of each of `displays`, in whichever order they come, skipping the
+    // others'; with `skipModeReports`, also the mode reports (flags exactly kSetMode)
+    // that every change sends the other displays 2 seconds later.
+    std::map<std::uint32_t, json> nextReportsOf(const std::vector<std::uint32_t>& displays,
+                                                bool skipModeReports = false) {
+        std::map<std::uint32_t, json> reports;
+        while (reports.size() < displays.size()) {
+            const auto report = manager->nextCall(kOnDisplay);
+            if (!report) {
+                ADD_FAILURE() << "only " << reports.size() << " of " << displays.size()
+                              << " displays reported";
+                break;
+            }
+            const json& args = (*report)["args"];
+            const auto id = args[0].get<std::uint32_t>();
+            if (std::find(displays.begin(), displays.end(), id) == displays.end() ||
+                reports.count(id) || (skipModeReports && args[1].get<int>() == kSetMode)) {
+                continue;
+            }
+            reports.emplace(id, args);
+        }
+        return reports;
     }
     static void expectReport(const json& args, const RandrDisplay& d, int flags,
                              std::uint32_t index = kNoAdapter) {
@@ -445,16 +470,88 @@ TEST_F(RealAgentE2e, PlugUnplugModeChangeAndMirrorReachTheManager) {
     displays = randrDisplays(x->display());
     ASSERT_TRUE(displays.count("DUMMY2"));
     const auto d2 = displays.at("DUMMY2");
-    report = nextReportOf(d2.id);
-    ASSERT_TRUE(report);
-    expectReport(*report, d2, kAdd | kEnabled | kMirror);
+    // Both ends of the mirror are told: the one already shown as mirrored, the new one
+    // as added and mirrored.
+    auto reports = nextReportsOf({d1.id, d2.id});
+    ASSERT_EQ(reports.size(), 2u);
+    expectReport(reports.at(d1.id), displays.at("DUMMY1"), kMirror);
+    expectReport(reports.at(d2.id), d2, kAdd | kEnabled | kMirror);
 
-    SCOPED_TRACE("unplug");
+    SCOPED_TRACE("unplug, which undoes the mirror");
     ASSERT_EQ(x->run({"xrandr", "--output", "DUMMY2", "--off"}), 0);
-    report = nextReportOf(d2.id);
-    ASSERT_TRUE(report);
+    displays = randrDisplays(x->display());
+    ASSERT_FALSE(displays.count("DUMMY2"));
+    // The mirror's mode reports may still be on their way; they are not these.
+    reports = nextReportsOf({d1.id, d2.id}, true);
+    ASSERT_EQ(reports.size(), 2u);
+    expectReport(reports.at(d1.id), displays.at("DUMMY1"), kUnMirror);
     // Gone from the server: no bounds or rate are left to read.
-    EXPECT_EQ((*report)[1].get<int>(), kRemove | kDisabled) << *report;
+    EXPECT_EQ(reports.at(d2.id)[1].get<int>(), kRemove | kDisabled) << reports.at(d2.id);
+}
+
+// Under Xorg with the dummy driver: a window mapped and rectangles filled into it reach
+// the Manager as refresh rectangles whose union covers what was drawn.
+TEST_F(RealAgentE2e, DrawingReachesTheManagerAsRefreshRectangles) {
+    addSession(true);
+    ASSERT_NO_FATAL_FAILURE(startX(XServer::Kind::XorgDummy));
+    ASSERT_NO_FATAL_FAILURE(startManager());
+    startAgent();
+    expectStartUp(1);
+    ASSERT_TRUE(agent->waitForLog("Screen update callbacks have been registered"));
+
+    // Reads refresh calls until their rectangles cover all of `drawn`.
+    std::vector<platform::CGRect> refreshed;
+    const auto awaitCovered = [&](const std::vector<platform::CGRect>& drawn) {
+        const auto covered = [&] {
+            return std::all_of(drawn.begin(), drawn.end(),
+                               [&](const auto& r) { return test::covers(refreshed, r); });
+        };
+        while (!covered()) {
+            const auto call = manager->nextCall(kRefreshed);
+            if (!call) {
+                return false;
+            }
+            const json& args = (*call)["args"];
+            EXPECT_EQ(args[1].get<std::uint32_t>(), 0u) << args << ": not the desktop";
+            const json& r = args[0];
+            EXPECT_GT(r[2].get<double>(), 0) << args;
+            EXPECT_GT(r[3].get<double>(), 0) << args;
+            refreshed.push_back(platform::CGRectMake(r[0].get<double>(), r[1].get<double>(),
+                                                     r[2].get<double>(), r[3].get<double>()));
+        }
+        return true;
+    };
+
+    Display* painter = XOpenDisplay(x->display().c_str());
+    ASSERT_NE(painter, nullptr);
+    const int screen = DefaultScreen(painter);
+    XSetWindowAttributes attributes{};
+    attributes.override_redirect = True;
+    attributes.background_pixel = BlackPixel(painter, screen);
+    const Window window =
+        XCreateWindow(painter, RootWindow(painter, screen), 50, 60, 400, 300, 0, CopyFromParent,
+                      InputOutput, CopyFromParent, CWOverrideRedirect | CWBackPixel, &attributes);
+    XMapWindow(painter, window);
+    XSync(painter, False);
+    {
+        SCOPED_TRACE("mapped");
+        EXPECT_TRUE(awaitCovered({platform::CGRectMake(50, 60, 400, 300)}));
+    }
+
+    // Only what is reported from here on counts for the rectangles.
+    refreshed.clear();
+    GC gc = XCreateGC(painter, window, 0, nullptr);
+    XSetForeground(painter, gc, WhitePixel(painter, screen));
+    XFillRectangle(painter, window, gc, 100, 100, 120, 80);
+    XFillRectangle(painter, window, gc, 10, 10, 30, 20);
+    XSync(painter, False);
+    {
+        SCOPED_TRACE("filled");
+        EXPECT_TRUE(awaitCovered(
+            {platform::CGRectMake(150, 160, 120, 80), platform::CGRectMake(60, 70, 30, 20)}));
+    }
+    XFreeGC(painter, gc);
+    XCloseDisplay(painter);
 }
 
 // The adapter's card laid over /sys by umockdev-run; its output carries the EDID and the
