@@ -98,15 +98,11 @@ bool ManagerLink::connect() {
     // No sender in this rule: the owner is compared in onSignal.
     const std::string signalRule = std::string("type='signal',path='") + kManagerLocator.path +
                                    "',interface='" + kManagerLocator.interface + "'";
-    // Not waited for: the daemon handles a connection's messages in order, so both stand
-    // before the owner lookup that follows is answered. A match the daemon refuses closes
-    // the connection (the library's rule without an install callback), which the lookup
-    // then finds broken, as it would have found the refusal.
-    int r = sd_bus_add_match_async(bus, connection->ownerMatch.receive(), ownerRule.c_str(),
-                                   &onOwnerChanged, nullptr, this);
+    int r = sd_bus_add_match(bus, connection->ownerMatch.receive(), ownerRule.c_str(),
+                             &onOwnerChanged, this);
     if (r >= 0) {
-        r = sd_bus_add_match_async(bus, connection->signalMatch.receive(), signalRule.c_str(),
-                                   &onSignal, nullptr, this);
+        r = sd_bus_add_match(bus, connection->signalMatch.receive(), signalRule.c_str(), &onSignal,
+                             this);
     }
     if (r >= 0) {
         r = sd_bus_match_signal(bus, connection->disconnectMatch.receive(),

@@ -102,8 +102,11 @@ LoginEvents::LoginEvents(sd_bus* bus, LoginSession& session, NSNotificationCente
 
 int LoginEvents::onMatchInstalled(sd_bus_message* reply, void* userdata, sd_bus_error*) {
     auto* self = static_cast<LoginEvents*>(userdata);
-    // A refused match means some events will never arrive.
-    if (sd_bus_message_is_method_error(reply, nullptr)) {
+    // A refused match means some events will never arrive. The library's own timeout is
+    // no refusal: the daemon answers a match at once, and the answer only waited in the
+    // queue while this thread was blocked elsewhere.
+    if (sd_bus_message_is_method_error(reply, nullptr) &&
+        !sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NO_REPLY)) {
         self->m_refusedMatches++;
     } else {
         self->m_installedMatches++;

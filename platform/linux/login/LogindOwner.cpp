@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/linux/bus/CallWithoutDeadline.h"
 #include "platform/linux/login/LogindNames.h"
 
 namespace qn::platform::linux_host::login {
@@ -23,9 +24,13 @@ LogindOwner::LogindOwner(sd_bus* bus, std::function<void(const std::string&)> ch
                            "DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
                            "arg0='org.freedesktop.login1'",
                            &LogindOwner::onNameOwnerChanged, &ignoreInstallFailure, this);
-    sd_bus_call_method_async(m_bus, m_ownerQuestion.receive(), kBusDriver, "/org/freedesktop/DBus",
-                             kBusDriver, "GetNameOwner", &LogindOwner::onOwnerAnswer, this, "s",
-                             LogindNames::service);
+    BusMessagePtr question;
+    if (sd_bus_message_new_method_call(m_bus, question.receive(), kBusDriver,
+                                       "/org/freedesktop/DBus", kBusDriver, "GetNameOwner") >= 0 &&
+        sd_bus_message_append(question.get(), "s", LogindNames::service) >= 0) {
+        callWithoutDeadline(m_bus, m_ownerQuestion, question.get(), &LogindOwner::onOwnerAnswer,
+                            this);
+    }
 }
 
 int LogindOwner::ignoreInstallFailure(sd_bus_message*, void*, sd_bus_error*) {

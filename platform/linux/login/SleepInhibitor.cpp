@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include "platform/linux/bus/CallWithoutDeadline.h"
 #include "platform/linux/login/LogindNames.h"
 
 namespace qn::platform::linux_host::login {
@@ -32,10 +33,13 @@ void SleepInhibitor::takeSoon() {
     if (held() || m_request) {
         return;
     }
-    if (sd_bus_call_method_async(m_bus, m_request.receive(), LogindNames::service,
-                                 LogindNames::managerPath, LogindNames::managerInterface, "Inhibit",
-                                 &SleepInhibitor::onGranted, this, "ssss", "sleep", kWho, kWhy,
-                                 "delay") < 0) {
+    BusMessagePtr request;
+    if (sd_bus_message_new_method_call(m_bus, request.receive(), LogindNames::service,
+                                       LogindNames::managerPath, LogindNames::managerInterface,
+                                       "Inhibit") < 0 ||
+        sd_bus_message_append(request.get(), "ssss", "sleep", kWho, kWhy, "delay") < 0 ||
+        callWithoutDeadline(m_bus, m_request, request.get(), &SleepInhibitor::onGranted, this) <
+            0) {
         m_request.reset();
     }
 }

@@ -101,6 +101,30 @@ TEST_F(LoginEventsE2E, SleepIsReportedUnderTheLockAndWakeTakesItAgain) {
     EXPECT_EQ(2u, inhibitCalls());
 }
 
+TEST_F(LoginEventsE2E, AnswersThatWaitedBeyondTheBusTimeoutStillCount) {
+    // The agent's thread may be blocked in another call for longer than the library's
+    // call timeout before its loop first reads the answers to what the start asked.
+    ASSERT_GE(sd_bus_set_method_call_timeout(m_agentBus.get(), 50'000), 0);
+    LoginEvents events(m_agentBus.get(), m_session, m_center);
+    // A call to a peer that never answers: while it waits, the library reads the start's
+    // answers into its queue, where they wait past their deadline.
+    BusConnection silent = m_bus.connect();
+    const char* silentName = nullptr;
+    ASSERT_GE(sd_bus_get_unique_name(silent.get(), &silentName), 0);
+    sd_bus_message* reply = nullptr;
+    EXPECT_LT(sd_bus_call_method(m_agentBus.get(), silentName, "/", "org.example.Silent", "Wait",
+                                 nullptr, &reply, ""),
+              0);
+    sd_bus_message_unref(reply);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ASSERT_NO_FATAL_FAILURE(awaitListening(events));
+    EXPECT_TRUE(events.watching());
+    ASSERT_TRUE(processUntil(m_agentBus.get(), [&] { return events.holdsSleepLock(); }));
+    m_logind.emitPrepareForSleep(true);
+    awaitPosted(1);
+    EXPECT_EQ(Names{NSWorkspaceWillSleepNotification}, m_center.posted);
+}
+
 TEST_F(LoginEventsE2E, OnlyAShutdownThatStartsIsAPowerOff) {
     LoginEvents events(m_agentBus.get(), m_session, m_center);
     ASSERT_NO_FATAL_FAILURE(awaitListening(events));
