@@ -66,7 +66,10 @@ void LinuxHost::startBackends(const std::string& resourceDirectory) {
     // devices, before it reports to the Manager, waits for it.
     m_audio = std::make_unique<linux_audio::PipeWireAudio>();
     m_coreAudio.lend(*m_audio);
-    loadStringsTables(m_foundation, resourceDirectory);
+    // Read when a message first needs them: most runs never show one.
+    m_foundation.loadStringsWhenFirstAsked([resourceDirectory](LinuxFoundation& foundation) {
+        loadStringsTables(foundation, resourceDirectory);
+    });
     startLogin();
     startX11();
     m_sysfs =
@@ -77,6 +80,12 @@ void LinuxHost::startBackends(const std::string& resourceDirectory) {
     if (m_loginSession) {
         m_loginEvents = std::make_unique<login::LoginEvents>(m_loginBus.get(), *m_loginSession,
                                                              m_workspaceCenter);
+        // On the loop's first turn: the lookups before the start message go to logind
+        // ahead of it, and no sleep can be announced to the agent before that turn.
+        m_sleepLockSoon = m_loop.defer("logind-sleep-lock", [this] {
+            m_sleepLockSoon.reset();
+            m_loginEvents->holdSleepLock();
+        });
     }
     // The panel's own X connection is opened when a message first needs it.
     m_panel = std::make_unique<panel::X11PanelAppKit>(

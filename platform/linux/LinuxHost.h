@@ -141,6 +141,7 @@ class LinuxHost {
     // The driver's endpoints beside the sysfs registry.
     std::unique_ptr<DriverRoutedIOKit> m_driverIoKit;
     std::unique_ptr<login::LoginEvents> m_loginEvents;
+    Registration m_sleepLockSoon;
     std::unique_ptr<panel::X11PanelAppKit> m_panel;
     Registration m_panelIo;
     std::unique_ptr<linux_audio::PipeWireAudio> m_audio;

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -313,8 +314,13 @@ TEST_F(RealAgentE2e, SleepAndWakeReachTheManagerInOrderWithTheLockHeldBetween) {
     startAgent();
     expectStartUp(1);
     ASSERT_TRUE(agent->waitForLog("Screen update callbacks have been registered"));
-    // The delay lock is taken before the agent starts, so no sleep can slip past it.
-    const auto locks = logind->inhibitors();
+    // The delay lock is asked for on the loop's first turn, after the start message: the
+    // only turn in which a sleep could be heard without it.
+    auto locks = logind->inhibitors();
+    for (int i = 0; i < 3000 && locks.empty(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        locks = logind->inhibitors();
+    }
     ASSERT_EQ(locks.size(), 1u);
     EXPECT_EQ(locks[0].what, "sleep");
     EXPECT_EQ(locks[0].mode, "delay");

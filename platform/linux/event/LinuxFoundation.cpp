@@ -62,6 +62,11 @@ ProxyRef LinuxFoundation::rootProxyForConnectionWithRegisteredName(const std::st
 
 std::string LinuxFoundation::localizedStringForKey(const std::string& key, const std::string& value,
                                                    const std::string& table) {
+    if (m_stringsLoader) {
+        const auto loader = std::move(m_stringsLoader);
+        m_stringsLoader = nullptr;
+        loader(*this);
+    }
     const auto found = m_strings.find(table);
     if (found != m_strings.end()) {
         const auto text = found->second.find(key);

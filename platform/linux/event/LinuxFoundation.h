@@ -45,6 +45,10 @@ class LinuxFoundation : public Foundation, private NSRunLoop {
                             const std::string& text) {
         m_strings[table][key] = text;
     }
+    // `loader` fills the tables (with setLocalizedString) just before the first lookup.
+    void loadStringsWhenFirstAsked(std::function<void(LinuxFoundation&)> loader) {
+        m_stringsLoader = std::move(loader);
+    }
 
   private:
     void run() override;
@@ -59,6 +63,7 @@ class LinuxFoundation : public Foundation, private NSRunLoop {
     Registration m_signalSource;
     PeerDirectory* m_peers = nullptr;
     std::map<std::string, std::map<std::string, std::string>> m_strings;
+    std::function<void(LinuxFoundation&)> m_stringsLoader;
     unsigned m_timerCount = 0;
 };
 

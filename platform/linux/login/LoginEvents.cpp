@@ -97,7 +97,14 @@ LoginEvents::LoginEvents(sd_bus* bus, LoginSession& session, NSNotificationCente
                            "interface='org.freedesktop.DBus.Properties',member='PropertiesChanged',"
                            "arg0='org.freedesktop.login1.Session'",
                            &LoginEvents::onPropertiesChanged, &LoginEvents::onMatchInstalled, this);
-    m_inhibitor.takeSoon();
+}
+
+void LoginEvents::holdSleepLock() {
+    // A lock asked for while a sleep is under way would only hold that sleep up; the
+    // wake takes one.
+    if (!m_sleeping) {
+        m_inhibitor.takeSoon();
+    }
 }
 
 int LoginEvents::onMatchInstalled(sd_bus_message* reply, void* userdata, sd_bus_error*) {
@@ -118,7 +125,7 @@ void LoginEvents::logindChanged(const std::string& owner) {
     // A lock dies with the logind that granted it; a new logind knows nothing of it.
     m_inhibitor.release();
     if (!owner.empty()) {
-        m_inhibitor.takeSoon();
+        holdSleepLock();
     }
 }
 
@@ -132,6 +139,7 @@ int LoginEvents::onPrepareForSleep(sd_bus_message* message, void* userdata, sd_b
 }
 
 void LoginEvents::prepareForSleep(bool sleeping) {
+    m_sleeping = sleeping;
     if (sleeping) {
         m_workspace.postNotificationName(NSWorkspaceWillSleepNotification, nullptr);
         m_inhibitor.release();

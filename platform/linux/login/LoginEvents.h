@@ -33,6 +33,10 @@ class LoginEvents {
     bool watching() const {
         return m_sleepMatch && m_shutdownMatch && m_propertiesMatch && m_refusedMatches == 0;
     }
+    // Asks logind for the sleep delay lock without waiting; kept from then on between
+    // wakes, and asked for again from a new logind. Not asked for by the constructor: at
+    // start the agent's own session lookups go to logind first.
+    void holdSleepLock();
     bool holdsSleepLock() const { return m_inhibitor.held(); }
     // True once the bus has confirmed every match and said who logind is: from then on
     // no announcement is missed. Until then the loop has not yet processed the answers.
@@ -58,6 +62,7 @@ class LoginEvents {
     BusSlotPtr m_propertiesMatch;
     int m_refusedMatches = 0;
     int m_installedMatches = 0;
+    bool m_sleeping = false;
 };
 
 }  // namespace qn::platform::linux_host::login

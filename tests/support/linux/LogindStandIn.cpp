@@ -208,12 +208,10 @@ std::vector<HeldInhibitor> LogindStandIn::inhibitors() {
     return held;
 }
 
-std::vector<std::string> LogindStandIn::managerCalls() { return callsOn(kManagerPath); }
-
-std::vector<std::string> LogindStandIn::callsOn(const std::string& path) {
+std::vector<std::string> LogindStandIn::managerCalls() {
     Error error;
     Reply reply;
-    if (sd_bus_call_method(m_control.get(), kService, path.c_str(), kMockInterface, "GetCalls",
+    if (sd_bus_call_method(m_control.get(), kService, kManagerPath, kMockInterface, "GetCalls",
                            &error.error, &reply.message, "") < 0) {
         fail("GetCalls", error);
     }

@@ -65,8 +65,6 @@ class LogindStandIn {
     std::vector<HeldInhibitor> inhibitors();
     // Names of the methods called on the manager object, in order.
     std::vector<std::string> managerCalls();
-    // The methods called on one object of the stand-in (a session's path, say), in order.
-    std::vector<std::string> callsOn(const std::string& path);
 
     // Ends the stand-in (logind leaves the bus).
     void stop();

@@ -68,6 +68,7 @@ class LoginEventsE2E : public ::testing::Test {
 
 TEST_F(LoginEventsE2E, SleepIsReportedUnderTheLockAndWakeTakesItAgain) {
     LoginEvents events(m_agentBus.get(), m_session, m_center);
+    events.holdSleepLock();
     // The start waits for nothing: the lock is held once logind's answer is processed.
     EXPECT_FALSE(events.holdsSleepLock());
     EXPECT_FALSE(events.listening());
@@ -116,6 +117,7 @@ TEST_F(LoginEventsE2E, AnswersThatWaitedBeyondTheBusTimeoutStillCount) {
                                  nullptr, &reply, ""),
               0);
     sd_bus_message_unref(reply);
+    events.holdSleepLock();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     ASSERT_NO_FATAL_FAILURE(awaitListening(events));
     EXPECT_TRUE(events.watching());
@@ -123,6 +125,21 @@ TEST_F(LoginEventsE2E, AnswersThatWaitedBeyondTheBusTimeoutStillCount) {
     m_logind.emitPrepareForSleep(true);
     awaitPosted(1);
     EXPECT_EQ(Names{NSWorkspaceWillSleepNotification}, m_center.posted);
+}
+
+TEST_F(LoginEventsE2E, NoLockIsAskedForWhileASleepIsUnderWay) {
+    LoginEvents events(m_agentBus.get(), m_session, m_center);
+    ASSERT_NO_FATAL_FAILURE(awaitListening(events));
+    m_logind.emitPrepareForSleep(true);
+    awaitPosted(1);
+    events.holdSleepLock();
+    // A call answered by the stand-in after anything this connection sent before it.
+    m_session.copyCurrentDictionary();
+    EXPECT_EQ(0u, inhibitCalls()) << "a lock now would only hold the sleep up";
+    m_logind.emitPrepareForSleep(false);
+    awaitPosted(2);
+    EXPECT_TRUE(events.holdsSleepLock());
+    EXPECT_EQ(1u, inhibitCalls());
 }
 
 TEST_F(LoginEventsE2E, OnlyAShutdownThatStartsIsAPowerOff) {
