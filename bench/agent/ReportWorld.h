@@ -14,22 +14,13 @@
 
 #include "app/OSX/QuintorUserAgent/AgentLogging.h"
 #include "app/OSX/QuintorUserAgent/QuartzDisplayNotificationObserver.h"
+#include "bench/ScratchDirectory.h"
 #include "platform/sim/SimHost.h"
 #include "platform/sim/SimWorld.h"
 #include "sys/libutils/Logger.h"
 #include "sys/libutils/LoggerConfiguration.h"
 
 namespace qn::bench {
-
-inline const std::string& scratchDirectory() {
-    static const std::string* dir = [] {
-        std::string pattern = (std::filesystem::temp_directory_path() / "qnbenchXXXXXX").string();
-        auto* made = new std::string(::mkdtemp(pattern.data()));
-        std::atexit([] { std::filesystem::remove_all(*dir); });
-        return made;
-    }();
-    return *dir;
-}
 
 struct InScratchDirectory : sys::LoggerConfiguration {
     void readGlobals(const std::string&, Globals& globals) override {

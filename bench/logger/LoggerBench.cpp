@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ScratchDirectory.h"
 #include "sys/libutils/Aes128.h"
 #include "sys/libutils/LogOutputs.h"
 #include "sys/libutils/Logger.h"
@@ -30,17 +31,7 @@ using qn::sys::Logger;
 // The same message text for both loggers: 60 characters.
 const std::string kMessage = "display 0x1b558c41 reconfigured, refresh rate 60 Hz, index 2";
 
-const std::string& scratchDirectory() {
-    // Kept for the whole run; the files grow to hundreds of megabytes, so
-    // they go with the program.
-    static const std::string* dir = [] {
-        std::string pattern = (std::filesystem::temp_directory_path() / "qnbenchXXXXXX").string();
-        auto* made = new std::string(::mkdtemp(pattern.data()));
-        std::atexit([] { std::filesystem::remove_all(*dir); });
-        return made;
-    }();
-    return *dir;
-}
+using qn::bench::scratchDirectory;
 
 struct InDirectory : qn::sys::LoggerConfiguration {
     void readGlobals(const std::string&, Globals& globals) override {

@@ -22,6 +22,7 @@
 #include "tests/e2e/support/TestServers.h"
 #include "tests/e2e/support/streaming/StreamingSupport.h"
 #include "tests/support/FakeDrmTree.h"
+#include "tests/support/PaintedWindow.h"
 #include "tests/support/RectCoverage.h"
 #include "tests/support/XServer.h"
 #include "tests/support/linux/LogindStandIn.h"
@@ -528,17 +529,8 @@ TEST_F(RealAgentE2e, DrawingReachesTheManagerAsRefreshRectangles) {
         return true;
     };
 
-    Display* painter = XOpenDisplay(x->display().c_str());
-    ASSERT_NE(painter, nullptr);
-    const int screen = DefaultScreen(painter);
-    XSetWindowAttributes attributes{};
-    attributes.override_redirect = True;
-    attributes.background_pixel = BlackPixel(painter, screen);
-    const Window window =
-        XCreateWindow(painter, RootWindow(painter, screen), 50, 60, 400, 300, 0, CopyFromParent,
-                      InputOutput, CopyFromParent, CWOverrideRedirect | CWBackPixel, &attributes);
-    XMapWindow(painter, window);
-    XSync(painter, False);
+    const auto painter = test::PaintedWindow::open(x->display(), 50, 60, 400, 300);
+    ASSERT_TRUE(painter);
     {
         SCOPED_TRACE("mapped");
         EXPECT_TRUE(awaitCovered({platform::CGRectMake(50, 60, 400, 300)}));
@@ -546,18 +538,14 @@ TEST_F(RealAgentE2e, DrawingReachesTheManagerAsRefreshRectangles) {
 
     // Only what is reported from here on counts for the rectangles.
     refreshed.clear();
-    GC gc = XCreateGC(painter, window, 0, nullptr);
-    XSetForeground(painter, gc, WhitePixel(painter, screen));
-    XFillRectangle(painter, window, gc, 100, 100, 120, 80);
-    XFillRectangle(painter, window, gc, 10, 10, 30, 20);
-    XSync(painter, False);
+    painter->fill(100, 100, 120, 80);
+    painter->fill(10, 10, 30, 20);
+    painter->sync();
     {
         SCOPED_TRACE("filled");
         EXPECT_TRUE(awaitCovered(
             {platform::CGRectMake(150, 160, 120, 80), platform::CGRectMake(60, 70, 30, 20)}));
     }
-    XFreeGC(painter, gc);
-    XCloseDisplay(painter);
 }
 
 // The adapter's card laid over /sys by umockdev-run; its output carries the EDID and the

@@ -16,6 +16,7 @@
 #include "platform/linux/x11/XErrorTrap.h"
 #include "tests/platform/linux/e2e/X11TestSupport.h"
 #include "tests/support/FakeDrmTree.h"
+#include "tests/support/PaintedWindow.h"
 #include "tests/support/RectCoverage.h"
 #include "tests/support/RegistryWalk.h"
 
@@ -239,17 +240,8 @@ TEST_P(X11QuartzDrawingE2E, DrawingGivesRefreshRectanglesCoveringIt) {
         }
     };
 
-    Display* painter = XOpenDisplay(server->display().c_str());
-    ASSERT_NE(painter, nullptr);
-    const int screen = DefaultScreen(painter);
-    XSetWindowAttributes attributes{};
-    attributes.override_redirect = True;
-    attributes.background_pixel = BlackPixel(painter, screen);
-    const Window window =
-        XCreateWindow(painter, RootWindow(painter, screen), 50, 60, 400, 300, 0, CopyFromParent,
-                      InputOutput, CopyFromParent, CWOverrideRedirect | CWBackPixel, &attributes);
-    XMapWindow(painter, window);
-    XSync(painter, False);
+    const auto painter = test::PaintedWindow::open(server->display(), 50, 60, 400, 300);
+    ASSERT_TRUE(painter);
     EXPECT_TRUE(driveUntil(
         quartz, [&] { return test::covers(refreshes.rects, CGRectMake(50, 60, 400, 300)); }));
     drain();
@@ -259,12 +251,9 @@ TEST_P(X11QuartzDrawingE2E, DrawingGivesRefreshRectanglesCoveringIt) {
     // as two requests (Xlib would join them into one whose damage is their bounding
     // box), and share no row, so the region is exactly these two.
     refreshes = {};
-    GC gc = XCreateGC(painter, window, 0, nullptr);
-    XSetForeground(painter, gc, WhitePixel(painter, screen));
-    XFillRectangle(painter, window, gc, 100, 100, 120, 80);
-    XFlush(painter);
-    XFillRectangle(painter, window, gc, 10, 10, 30, 20);
-    XSync(painter, False);
+    painter->fill(100, 100, 120, 80);
+    painter->fill(10, 10, 30, 20);
+    painter->sync();
     drain();
     EXPECT_EQ(refreshes.calls, 1);
     EXPECT_EQ(refreshes.rects,
@@ -275,14 +264,12 @@ TEST_P(X11QuartzDrawingE2E, DrawingGivesRefreshRectanglesCoveringIt) {
 
     // A moved window is damage at both places; there is no move event to wait for.
     refreshes = {};
-    XMoveWindow(painter, window, 700, 500);
-    XSync(painter, False);
+    painter->move(700, 500);
+    painter->sync();
     EXPECT_TRUE(driveUntil(quartz, [&] {
         return test::covers(refreshes.rects, CGRectMake(50, 60, 400, 300)) &&
                test::covers(refreshes.rects, CGRectMake(700, 500, 400, 300));
     }));
-    XFreeGC(painter, gc);
-    XCloseDisplay(painter);
     quartz.CGUnregisterScreenRefreshCallback(collect, &refreshes);
     quartz.CGScreenUnregisterMoveCallback(ignoreMove, nullptr);
 }
