@@ -157,16 +157,22 @@ TEST(SimPng, APictureRoundTripsThroughTheFileFormat) {
     EXPECT_TRUE(decodePng(damaged).bgra.empty());
 }
 
-TEST(SimStreamingManager, WritesAFrameItReadsAsAPngOfItsPixels) {
-    SimHost host;
-    SimWorld world(host);
+// Display 9, on adapter 1, with a Manager on the bus to stream it to.
+void placeDisplayNineOnAdapterOne(SimHost& host, SimWorld& world, std::size_t width,
+                                  std::size_t height) {
     SimDisplaySpec spec;
     spec.display.id = 9;
-    spec.display.pixelWidth = 5;
-    spec.display.pixelHeight = 3;
+    spec.display.pixelWidth = width;
+    spec.display.pixelHeight = height;
     spec.adapterIndex = 1;
     world.placeDisplay(spec);
     host.manager().setRegistered(true);
+}
+
+TEST(SimStreamingManager, WritesAFrameItReadsAsAPngOfItsPixels) {
+    SimHost host;
+    SimWorld world(host);
+    placeDisplayNineOnAdapterOne(host, world, 5, 3);
     qn::testing::ScratchDir dir;
     SimStreamingManager streaming(host, world);
     streaming.setOptions({.releaseDelay = -1, .pngDirectory = dir.path()});
@@ -201,13 +207,7 @@ TEST(SimStreamingManager, WritesAFrameItReadsAsAPngOfItsPixels) {
 TEST(SimStreamingManager, AFrameAtMemoryTheDriverDoesNotKnowIsAProblem) {
     SimHost host;
     SimWorld world(host);
-    SimDisplaySpec spec;
-    spec.display.id = 9;
-    spec.display.pixelWidth = 4;
-    spec.display.pixelHeight = 4;
-    spec.adapterIndex = 1;
-    world.placeDisplay(spec);
-    host.manager().setRegistered(true);
+    placeDisplayNineOnAdapterOne(host, world, 4, 4);
     SimStreamingManager streaming(host, world);
     streaming.startStream(9, 1, -3);
     auto proxy = host.manager().lookUp(SimManager::kRegisteredName);

@@ -43,6 +43,15 @@ class MessageObserver : public ::testing::Test {
     void post(const std::string& name, Value userInfo) {
         observer.observeNotification(platform::NSNotification{name, nullptr, std::move(userInfo)});
     }
+    // A stream's start (and stop) for the test display on its adapter.
+    static Value streamOfTheAdapter() {
+        Value start = Value::dictionary();
+        start.set(platform::QNM_Notification_Display_Stream_DisplayID,
+                  Value::number(std::int64_t{testing::kDisplay}));
+        start.set(platform::QNM_Notification_Display_Stream_FrameBufferIndex,
+                  Value::number(std::int64_t{testing::kAdapter}));
+        return start;
+    }
     Value monitors(Value monitor1, Value monitor2) {
         Value info = Value::dictionary();
         if (!monitor1.isNull()) {
@@ -128,11 +137,7 @@ TEST_F(MessageObserver, AKeyMissingFromTheTableShowsTheKey) {
 TEST_F(MessageObserver, StreamCommandsTellTheDelegateAndReachTheUpdaters) {
     StateCounter state;
     observer.setDisplayStreamStateDelegate(&state);
-    Value start = Value::dictionary();
-    start.set(platform::QNM_Notification_Display_Stream_DisplayID,
-              Value::number(std::int64_t{testing::kDisplay}));
-    start.set(platform::QNM_Notification_Display_Stream_FrameBufferIndex,
-              Value::number(std::int64_t{testing::kAdapter}));
+    Value start = streamOfTheAdapter();
     // Read as a signed 32-bit value: the high bits are dropped and the sign widened.
     start.set(platform::QNM_Notification_Display_Stream_Token,
               Value::number(std::int64_t{0x1'FFFF'FFFE}));
@@ -162,11 +167,7 @@ TEST_F(MessageObserver, StreamCommandsTellTheDelegateAndReachTheUpdaters) {
 TEST_F(MessageObserver, AnUnknownNameWritesNoLineAndTouchesNoStream) {
     StateCounter state;
     observer.setDisplayStreamStateDelegate(&state);
-    Value start = Value::dictionary();
-    start.set(platform::QNM_Notification_Display_Stream_DisplayID,
-              Value::number(std::int64_t{testing::kDisplay}));
-    start.set(platform::QNM_Notification_Display_Stream_FrameBufferIndex,
-              Value::number(std::int64_t{testing::kAdapter}));
+    Value start = streamOfTheAdapter();
     post(platform::QNM_Notification_Start_Display_Stream, start);
     // A frame with the Manager, which a release would give back.
     agent.frames({{platform::CGRectMake(0, 0, 8, 8)}});
