@@ -16,6 +16,14 @@ extern char** environ;
 
 namespace qn::test {
 
+void endWithParent(pid_t parent) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    // The parent may have ended before the line above.
+    if (getppid() != parent) {
+        _exit(127);
+    }
+}
+
 namespace {
 
 void closeIfOpen(int& fd) {
@@ -81,10 +89,7 @@ ChildProcess::ChildProcess(Options options) {
         throw std::runtime_error("fork failed");
     }
     if (m_pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGTERM);
-        if (getppid() != parent) {
-            _exit(127);
-        }
+        endWithParent(parent);
         if (log >= 0) {
             dup2(log, STDOUT_FILENO);
             dup2(log, STDERR_FILENO);

@@ -16,6 +16,10 @@
 
 namespace qn::test {
 
+// Called in a child right after fork: the child ends when `parent`, the process that
+// forked it, ends, even by a crash, so that no server outlives the test that started it.
+void endWithParent(pid_t parent);
+
 class ChildProcess {
   public:
     struct Options {

@@ -1,5 +1,7 @@
 #include "tests/support/XServer.h"
 
+#include "tests/support/ChildProcess.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -104,12 +106,14 @@ std::unique_ptr<XServer> XServer::start(Kind kind, std::string* error,
     }
     args.insert(args.end(), extraArgs.begin(), extraArgs.end());
     const std::string log = directory + "/server.log";
+    const pid_t parent = ::getpid();
     const pid_t pid = ::fork();
     if (pid < 0) {
         *error = std::string("fork: ") + std::strerror(errno);
         return nullptr;
     }
     if (pid == 0) {
+        endWithParent(parent);
         ::dup2(pipeFds[1], kDisplayFd);  // dup2 clears close-on-exec
         const int out = ::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         if (out >= 0) {

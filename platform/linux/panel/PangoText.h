@@ -25,8 +25,8 @@ struct TextLayoutSpec {
     NSColor color = NSColor::blackColor();
 };
 
-// A layout of attributed text: link colour and underline from the runs, the rest from
-// the spec.
+// A layout of attributed text: link colour and underline from the runs; font, wrap
+// width, alignment and colour from the layout settings.
 PangoLayoutOwner makeLayout(PangoContext* context, const NSAttributedString& text,
                             const TextLayoutSpec& spec);
 

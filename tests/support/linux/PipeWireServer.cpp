@@ -1,5 +1,7 @@
 #include "tests/support/linux/PipeWireServer.h"
 
+#include "tests/support/ChildProcess.h"
+
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -26,8 +28,10 @@ pid_t spawn(const std::vector<std::string>& argv, Environment& env, int outFd = 
     }
     args.push_back(nullptr);
     const int devNull = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    const pid_t parent = ::getpid();
     const pid_t pid = ::fork();
     if (pid == 0) {
+        qn::test::endWithParent(parent);
         ::dup2(outFd >= 0 ? outFd : devNull, STDOUT_FILENO);
         ::dup2(devNull, STDERR_FILENO);
         ::execvpe(args[0], args.data(), env.get());
