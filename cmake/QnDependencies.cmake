@@ -5,7 +5,9 @@ find_package(PkgConfig REQUIRED)
 
 # mbed TLS ships no CMake config on Debian 12.
 find_path(MBEDTLS_INCLUDE_DIR mbedtls/aes.h REQUIRED)
-find_library(MBEDCRYPTO_LIBRARY mbedcrypto REQUIRED)
+# The archive where the package has it: the agent's loader then maps one object fewer at
+# every start.
+find_library(MBEDCRYPTO_LIBRARY NAMES libmbedcrypto.a mbedcrypto REQUIRED)
 add_library(qn_mbedcrypto INTERFACE)
 target_include_directories(qn_mbedcrypto SYSTEM INTERFACE "${MBEDTLS_INCLUDE_DIR}")
 target_link_libraries(qn_mbedcrypto INTERFACE "${MBEDCRYPTO_LIBRARY}")

@@ -80,39 +80,75 @@ double seconds(Clock::time_point from, Clock::time_point to) {
     return std::chrono::duration<double>(to - from).count();
 }
 
+// One start of the agent named by `programVariable`: seconds from the fork until the
+// stand-in read started:withSessionType:, or a negative value when it never came.
+double timeOneStart(Servers& s, const char* programVariable) {
+    const auto start = Clock::now();
+    AgentUnderTest agent(
+        {.busAddress = s.bus->address(),
+         .home = s.scratch.file("home"),
+         .environment = {"DISPLAY=" + s.x->display(), "XDG_RUNTIME_DIR=" + s.scratch.path()},
+         .programVariable = programVariable});
+    const auto started = s.manager->nextCall("started:withSessionType:");
+    const auto end = Clock::now();
+    agent.process().signal(SIGTERM);
+    if (started) {
+        s.manager->nextCall("closing");
+    }
+    agent.process().wait();
+    return started ? seconds(start, end) : -1;
+}
+
+// With QN_BENCH_BASELINE_AGENT naming another build of the agent, each iteration starts
+// both, in turns that swap which goes first: two binaries measured a minute apart on this
+// machine differ by more than most changes to the start, a pair measured back to back
+// does not. `baseline_median_ms` is the other build's median, `paired_diff_median_ms`
+// the median of (this one - the other) over the pairs.
 void BM_AgentExecToStarted(benchmark::State& state) {
     auto& s = servers();
     if (!s.x) {
         state.SkipWithError("no X server");
         return;
     }
+    const bool withBaseline = std::getenv("QN_BENCH_BASELINE_AGENT") != nullptr;
     const auto callsBefore = s.logind->managerCalls().size();
     std::vector<double> times;
+    std::vector<double> baselineTimes;
+    std::vector<double> differences;
     int runs = 0;
     for (auto _ : state) {
-        const auto start = Clock::now();
-        AgentUnderTest agent(
-            {.busAddress = s.bus->address(),
-             .home = s.scratch.file("home"),
-             .environment = {"DISPLAY=" + s.x->display(), "XDG_RUNTIME_DIR=" + s.scratch.path()},
-             .programVariable = "QN_E2E_REAL_AGENT"});
-        const auto started = s.manager->nextCall("started:withSessionType:");
-        const auto end = Clock::now();
-        if (!started) {
+        double baseline = 0;
+        const bool baselineFirst = withBaseline && runs % 2 == 1;
+        if (baselineFirst) {
+            baseline = timeOneStart(s, "QN_BENCH_BASELINE_AGENT");
+        }
+        const double time = timeOneStart(s, "QN_E2E_REAL_AGENT");
+        if (withBaseline && !baselineFirst) {
+            baseline = timeOneStart(s, "QN_BENCH_BASELINE_AGENT");
+        }
+        if (time < 0 || baseline < 0) {
             state.SkipWithError("no start message");
             return;
         }
-        state.SetIterationTime(seconds(start, end));
-        times.push_back(seconds(start, end));
-        agent.process().signal(SIGTERM);
-        s.manager->nextCall("closing");
-        agent.process().wait();
+        state.SetIterationTime(time);
+        times.push_back(time);
+        if (withBaseline) {
+            baselineTimes.push_back(baseline);
+            differences.push_back(time - baseline);
+        }
         ++runs;
     }
     const auto calls = s.logind->managerCalls();
     const auto from = calls.begin() + static_cast<long>(callsBefore);
-    const auto perStart = [&](auto count) { return runs ? static_cast<double>(count) / runs : 0; };
+    const auto starts = runs * (withBaseline ? 2 : 1);
+    const auto perStart = [&](auto count) {
+        return starts ? static_cast<double>(count) / starts : 0;
+    };
     state.counters["median_ms"] = medianMs(times);
+    if (withBaseline) {
+        state.counters["baseline_median_ms"] = medianMs(baselineTimes);
+        state.counters["paired_diff_median_ms"] = medianMs(differences);
+    }
     state.counters["by_pid_per_start"] =
         perStart(std::count(from, calls.end(), std::string("GetSessionByPID")));
     state.counters["inhibit_per_start"] =

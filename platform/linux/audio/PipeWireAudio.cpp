@@ -1,5 +1,6 @@
 #include "platform/linux/audio/PipeWireAudio.h"
 
+#include <pipewire/impl-module.h>
 #include <pipewire/pipewire.h>
 #include <spa/param/param.h>
 #include <spa/pod/builder.h>
@@ -193,9 +194,21 @@ void PipeWireAudio::waitUntilStarted() {
 
 void PipeWireAudio::connect() {
     Connection& c = *m_connection;
-    c.context.reset(pw_context_new(m_loop.loop(), nullptr, 0));
+    // No client configuration file: of the modules it lists only the protocol is needed
+    // to look at nodes, and the rest (stream, filter and export support, D-Bus for
+    // realtime priority) took a millisecond or more of each start. Silent, as that file
+    // keeps PipeWire's own log.
+    c.context.reset(pw_context_new(m_loop.loop(),
+                                   pw_properties_new(PW_KEY_CONFIG_NAME, "null", "support.dbus",
+                                                     "false", "log.level", "0", nullptr),
+                                   0));
     if (!c.context) {
         m_unreachable = std::string("no PipeWire context (") + std::strerror(errno) + ")";
+        return;
+    }
+    if (!pw_context_load_module(c.context.get(), "libpipewire-module-protocol-native", nullptr,
+                                nullptr)) {
+        m_unreachable = std::string("no PipeWire protocol module (") + std::strerror(errno) + ")";
         return;
     }
     c.core.reset(pw_context_connect(c.context.get(), nullptr, 0));

@@ -65,7 +65,8 @@ DisplayOutputs RandrScreen::rootOnly() {
     return {root};
 }
 
-DisplayOutputs RandrScreen::readOutputs(std::uint32_t* primary) {
+DisplayOutputs RandrScreen::readOutputs(std::uint32_t* primary,
+                                        std::vector<std::string>* allNames) {
     *primary = 0;
     if (!m_hasRandr) {
         return rootOnly();
@@ -78,10 +79,17 @@ DisplayOutputs RandrScreen::readOutputs(std::uint32_t* primary) {
         return {};
     }
     *primary = static_cast<std::uint32_t>(XRRGetOutputPrimary(m_display, m_root));
+    if (resources->noutput > 0) {
+        // Both property names in one round trip, not one each at the first output.
+        m_atoms.prefetch({"EDID", "CONNECTOR_ID"});
+    }
     DisplayOutputs outputs;
     for (int i = 0; i < resources->noutput; ++i) {
         std::unique_ptr<XRROutputInfo, OutputInfoFree> info(
             XRRGetOutputInfo(m_display, resources.get(), resources->outputs[i]));
+        if (info && allNames) {
+            allNames->emplace_back(info->name, static_cast<std::size_t>(info->nameLen));
+        }
         if (!info || info->crtc == None) {
             continue;
         }
@@ -147,27 +155,6 @@ void RandrScreen::readIdentity(DisplayOutput& output) {
     } else if (raw) {
         XFree(raw);
     }
-}
-
-std::vector<std::string> RandrScreen::outputNames() {
-    std::vector<std::string> names;
-    if (!m_hasRandr) {
-        return names;
-    }
-    XErrorTrap trap(m_display);
-    std::unique_ptr<XRRScreenResources, ResourcesFree> resources(
-        XRRGetScreenResourcesCurrent(m_display, m_root));
-    if (!resources) {
-        return names;
-    }
-    for (int i = 0; i < resources->noutput; ++i) {
-        std::unique_ptr<XRROutputInfo, OutputInfoFree> info(
-            XRRGetOutputInfo(m_display, resources.get(), resources->outputs[i]));
-        if (info) {
-            names.emplace_back(info->name, static_cast<std::size_t>(info->nameLen));
-        }
-    }
-    return names;
 }
 
 }  // namespace qn::platform::x11

@@ -22,10 +22,10 @@ class RandrScreen {
     // Keeps Xlib's idea of the screen size current after a RandR event.
     void noteEvent(XEvent& event);
 
-    // The online outputs in the server's order and the primary output (0: none).
-    DisplayOutputs readOutputs(std::uint32_t* primary);
-    // The names of every output, online or not.
-    std::vector<std::string> outputNames();
+    // The online outputs in the server's order and the primary output (0: none); with
+    // `allNames`, also the name of every output, online or not, from the same replies.
+    DisplayOutputs readOutputs(std::uint32_t* primary,
+                               std::vector<std::string>* allNames = nullptr);
 
   private:
     DisplayOutputs rootOnly();

@@ -35,15 +35,6 @@ X11Quartz::X11Quartz(System& system, const char* displayName) : m_system(system)
     m_randr = std::make_unique<RandrScreen>(display, *m_atoms);
     m_sleep = std::make_unique<ScreenSleepState>(display);
 
-    int opcode = 0;
-    int event = 0;
-    int error = 0;
-    m_xwayland = isXwayland(XQueryExtension(display, "XWAYLAND", &opcode, &event, &error),
-                            m_randr->outputNames());
-    // Written when the main display is first asked for: the host may be made before the
-    // logger starts.
-    m_xwaylandWarningDue = m_xwayland;
-
     m_randr->selectChangeEvents();
     auto changed = [this](const XEvent& e) {
         m_randr->noteEvent(const_cast<XEvent&>(e));
@@ -58,7 +49,17 @@ X11Quartz::X11Quartz(System& system, const char* displayName) : m_system(system)
         m_configurationHandlers.push_back(
             m_display->addEventHandler(m_randr->eventBase() + RRNotify, changed));
     }
-    readOutputs();
+    // The names come with the first read: a second pass over the outputs would cost a
+    // round trip per output.
+    std::vector<std::string> names;
+    readOutputs(&names);
+    int opcode = 0;
+    int event = 0;
+    int error = 0;
+    m_xwayland = isXwayland(XQueryExtension(display, "XWAYLAND", &opcode, &event, &error), names);
+    // Written when the main display is first asked for: the host may be made before the
+    // logger starts.
+    m_xwaylandWarningDue = m_xwayland;
     XFlush(display);
 }
 
@@ -101,8 +102,8 @@ bool X11Quartz::hasQueuedEvents() const {
     return usable() && XEventsQueued(m_display->get(), QueuedAlready) > 0;
 }
 
-void X11Quartz::readOutputs() {
-    m_outputs = m_randr->readOutputs(&m_primary);
+void X11Quartz::readOutputs(std::vector<std::string>* allNames) {
+    m_outputs = m_randr->readOutputs(&m_primary, allNames);
     m_main = pickMainDisplay(m_outputs, m_primary);
 }
 

@@ -100,7 +100,7 @@ class X11Quartz : public Quartz {
 
     bool usable() const;
     const DisplayOutput* output(CGDirectDisplayID display) const;
-    void readOutputs();
+    void readOutputs(std::vector<std::string>* allNames = nullptr);
     void reportReconfiguration();
     void reportDamage();
     void updateDamageTracking();

@@ -12,4 +12,30 @@ Atom XAtomCache::get(const std::string& name) {
     return atom;
 }
 
+void XAtomCache::prefetch(const std::vector<std::string>& names) {
+    std::vector<char*> missing;
+    for (const auto& name : names) {
+        if (m_atoms.find(name) == m_atoms.end()) {
+            missing.push_back(const_cast<char*>(name.c_str()));
+        }
+    }
+    if (missing.empty()) {
+        return;
+    }
+    std::vector<Atom> atoms(missing.size(), None);
+    if (!XInternAtoms(m_display, missing.data(), static_cast<int>(missing.size()), False,
+                      atoms.data())) {
+        // Some failed; get() asks again for those.
+        for (std::size_t i = 0; i < missing.size(); ++i) {
+            if (atoms[i] != None) {
+                m_atoms.emplace(missing[i], atoms[i]);
+            }
+        }
+        return;
+    }
+    for (std::size_t i = 0; i < missing.size(); ++i) {
+        m_atoms.emplace(missing[i], atoms[i]);
+    }
+}
+
 }  // namespace qn::platform::x11

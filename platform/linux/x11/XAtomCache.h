@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 namespace qn::platform::x11 {
 
@@ -13,6 +14,8 @@ class XAtomCache {
     explicit XAtomCache(Display* display) : m_display(display) {}
 
     Atom get(const std::string& name);
+    // Interns those not yet known, all in one round trip.
+    void prefetch(const std::vector<std::string>& names);
 
   private:
     Display* m_display;

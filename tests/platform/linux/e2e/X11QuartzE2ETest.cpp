@@ -447,6 +447,19 @@ TEST(X11QuartzE2E, ErrorTrapsCatchErrorsOfTheirOwnRequestsAndAtomsAreInternedOnc
     EXPECT_EQ(edid, XInternAtom(display, "EDID", True));
     EXPECT_EQ(atoms.get("EDID"), edid);
     EXPECT_NE(atoms.get("CONNECTOR_ID"), edid);
+
+    // Fetched together, each name keeps its own atom, and one known already stays.
+    XAtomCache batch(display);
+    batch.get("EDID");
+    batch.prefetch({"QN_TEST_FIRST", "EDID", "QN_TEST_SECOND"});
+    const Atom first = XInternAtom(display, "QN_TEST_FIRST", True);
+    const Atom second = XInternAtom(display, "QN_TEST_SECOND", True);
+    ASSERT_NE(first, None);
+    ASSERT_NE(second, None);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(batch.get("QN_TEST_FIRST"), first);
+    EXPECT_EQ(batch.get("QN_TEST_SECOND"), second);
+    EXPECT_EQ(batch.get("EDID"), edid);
     XCloseDisplay(display);
 }
 
