@@ -227,6 +227,26 @@ TEST_F(ManagerLinkE2e, TimedOutCallEndsInReconnection) {
     expectWaited(failed[0], attempt[0], "timed-out call to its attempt");
 }
 
+TEST_F(ManagerLinkE2e, SigtermDuringACallWaitsForItsAnswerAndIsNoManagerFailure) {
+    auto standIn = startStandIn({"--delay", "onRectRefreshed:onDisplayID:=1"});
+    auto agent = startAgent();
+    expectStartMessages(*standIn, 2);
+    ASSERT_TRUE(agent->command("refresh 0 0 10 10"));
+    // The stand-in writes the line on receipt and answers a second later: the agent is
+    // inside the call when the signal comes.
+    ASSERT_TRUE(standIn->nextCall(kRefreshed));
+    agent->process().signal(SIGTERM);
+    std::vector<json> before;
+    ASSERT_TRUE(standIn->nextCall("closing", &before));
+    for (const auto& line : before) {
+        EXPECT_FALSE(isCall(line)) << "no new start after the signal: " << line;
+    }
+    EXPECT_EQ(exitStatus(*agent), 0);
+    EXPECT_EQ(agent->countInLog("Exception: "), 0) << agent->logText();
+    EXPECT_EQ(agent->countInLog("Connection died"), 0) << agent->logText();
+    EXPECT_EQ(agent->countInLog("Got signal 15 - will forward to QNM"), 1);
+}
+
 TEST_F(ManagerLinkE2e, ManagerThatLeavesTheBusAndReturnsIsGreetedAnew) {
     auto standIn = startStandIn();
     auto agent = startAgent();

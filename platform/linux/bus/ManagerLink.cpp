@@ -4,6 +4,7 @@
 
 #include "platform/linux/bus/ManagerWire.h"
 #include "platform/linux/bus/ProxyError.h"
+#include "platform/linux/bus/TerminationSignalsHeld.h"
 
 namespace qn::platform::linux_host {
 
@@ -39,6 +40,7 @@ class ManagerLink::Proxy : public NSDistantObject {
             r = appendArguments(call.get(), *method, arguments);
         }
         if (r >= 0) {
+            const TerminationSignalsHeld held;
             // 0: the library's default timeout.
             r = sd_bus_call(bus, call.get(), 0, error.get(), reply.receive());
         }
@@ -129,10 +131,12 @@ ProxyRef ManagerLink::lookUp(const std::string& registeredName) {
     }
     BusMessagePtr reply;
     BusError error;
-    const int r =
-        sd_bus_call_method(m_connection->bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                           "org.freedesktop.DBus", "GetNameOwner", error.get(), reply.receive(),
-                           "s", kManagerLocator.name);
+    const int r = [&] {
+        const TerminationSignalsHeld held;
+        return sd_bus_call_method(m_connection->bus.get(), "org.freedesktop.DBus",
+                                  "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner",
+                                  error.get(), reply.receive(), "s", kManagerLocator.name);
+    }();
     const char* owner = nullptr;
     if (r < 0 || sd_bus_message_read(reply.get(), "s", &owner) < 0 || owner == nullptr) {
         // NameHasNoOwner, or a bus that went away: nobody to talk to now. A lost bus is

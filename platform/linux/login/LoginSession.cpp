@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "platform/linux/bus/BusHandles.h"
+#include "platform/linux/bus/TerminationSignalsHeld.h"
 #include "platform/linux/login/LogindNames.h"
 #include "platform/linux/login/SessionId.h"
 
@@ -123,6 +124,7 @@ std::optional<std::string> LoginSession::findSessionPath() {
     if (m_ownSessionPath) {
         return m_ownSessionPath;
     }
+    const TerminationSignalsHeld held;
     BusError error;
     BusMessagePtr reply;
     const int r = sd_bus_call_method(m_bus, LogindNames::service, LogindNames::managerPath,
@@ -174,6 +176,7 @@ std::optional<std::string> LoginSession::userDisplaySessionPath() {
 }
 
 std::optional<SessionRecord> LoginSession::readSession(const std::string& path) {
+    const TerminationSignalsHeld held;
     BusError error;
     BusMessagePtr reply;
     if (sd_bus_call_method(m_bus, LogindNames::service, path.c_str(),

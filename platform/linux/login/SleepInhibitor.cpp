@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include "platform/linux/bus/CallWithoutDeadline.h"
+#include "platform/linux/bus/TerminationSignalsHeld.h"
 #include "platform/linux/login/LogindNames.h"
 
 namespace qn::platform::linux_host::login {
@@ -19,6 +20,7 @@ bool SleepInhibitor::take() {
         return true;
     }
     m_request.reset();
+    const TerminationSignalsHeld held;
     BusError error;
     BusMessagePtr reply;
     if (sd_bus_call_method(m_bus, LogindNames::service, LogindNames::managerPath,
