@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 
@@ -663,6 +664,12 @@ TEST_F(RealAgentE2e, TheManagersTwoMessagesAppearAsPanelWindows) {
               "www.example.com and install it, then plug the adapter in again.");
     EXPECT_EQ(byTitle["Display resolution limited"].text,
               "Left is shown at 1280x720 while Right shares the same adapter.");
+    // The texts were measured and drawn by the drawing module, loaded into an agent that
+    // carries its own C++ runtime beside the shared one the module's libraries need.
+    std::ifstream maps("/proc/" + std::to_string(agent->process().pid()) + "/maps");
+    const std::string mapped((std::istreambuf_iterator<char>(maps)),
+                             std::istreambuf_iterator<char>());
+    EXPECT_NE(mapped.find("libqnpaneldrawing.so"), std::string::npos);
 }
 
 // The pid of the program runuser runs, its only child.
