@@ -23,18 +23,12 @@ void XAtomCache::prefetch(const std::vector<std::string>& names) {
         return;
     }
     std::vector<Atom> atoms(missing.size(), None);
-    if (!XInternAtoms(m_display, missing.data(), static_cast<int>(missing.size()), False,
-                      atoms.data())) {
-        // Some failed; get() asks again for those.
-        for (std::size_t i = 0; i < missing.size(); ++i) {
-            if (atoms[i] != None) {
-                m_atoms.emplace(missing[i], atoms[i]);
-            }
-        }
-        return;
-    }
+    // On a partial failure the rest are None, and get() asks again for those.
+    XInternAtoms(m_display, missing.data(), static_cast<int>(missing.size()), False, atoms.data());
     for (std::size_t i = 0; i < missing.size(); ++i) {
-        m_atoms.emplace(missing[i], atoms[i]);
+        if (atoms[i] != None) {
+            m_atoms.emplace(missing[i], atoms[i]);
+        }
     }
 }
 
